@@ -1,0 +1,14 @@
+# Flags that every target of ours is compiled with: link to project_options, privately.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<BOOL:${DEVELOPER_MODE}>:-Werror>
+  -fno-omit-frame-pointer)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(project_options INTERFACE -Wthread-safety)
+endif()
+if(SANITIZE)
+  target_compile_options(project_options INTERFACE -fsanitize=${SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(project_options INTERFACE -fsanitize=${SANITIZE})
+endif()

@@ -1,0 +1,1 @@
+// support/test_base.cpp : carries the precompiled headers of the tests; nothing else.
