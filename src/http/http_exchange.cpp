@@ -1,0 +1,221 @@
+#include "http/http_exchange.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/NetException.h>
+#include <Poco/URI.h>
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+
+#include "http/ascii.h"
+#include "model/get.h"
+#include "runtime/platform.h"
+
+namespace com::corvane::connectivity::plugins {
+
+using connectivity10_15_0::get;
+using Poco::Net::HTTPRequest;
+
+namespace {
+
+constexpr char kInvalidMethod[] = "Invalid method (must be GET, PUT, POST or DELETE)";
+
+// Bytes that end a part of the request line.
+bool breaksRequestLine(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte <= 0x20 || byte == 0x7F;
+}
+
+bool isInvalidMethod(std::string_view method) {
+  return method != "GET" && method != "PUT" && method != "POST" && method != "DELETE";
+}
+
+// The library encodes the path and the parameters that are added to a query, not a query that
+// stands in the path already.
+std::string encodeBlanks(const std::string& target) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string result;
+  result.reserve(target.size());
+  for (char c : target) {
+    if (!breaksRequestLine(c)) {
+      result += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    result += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  return result;
+}
+
+bool asksToClose(const RequestDetails& details) {
+  const std::string* const connection = details.headers.find("connection");
+  return connection != nullptr && ascii::lowered(*connection).find("close") != std::string::npos;
+}
+
+}  // namespace
+
+HttpExchange::HttpExchange(const ExchangeContext& context, ThreadLogger logger)
+    : context_(context),
+      logger_(logger),
+      requestMapping_(context.keys, context.settings, logger_),
+      requestWriter_(context.settings, context.basicAuthentication, logger_),
+      responseMapping_(context.keys, logger_),
+      session_(context.sessions.create(context.settings.host,
+                                       static_cast<std::uint64_t>(context.settings.port), logger_)),
+      body_(logger_) {}
+
+void HttpExchange::mapMessageToRequest(Message& message) {
+  const double startTime = orvex::Platform::relativeHighResTimeFloat();
+  std::optional<RequestDetails> details;
+  try {
+    details.emplace(requestMapping_.map(message, startTime));
+  } catch (const Poco::Exception& failure) {
+    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", failure.name(),
+                failure.message());
+    refuse(std::string(failure.name()) + ": " + failure.message(), startTime);
+  } catch (const std::exception& failure) {
+    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", failure.what());
+    refuse(failure.what(), startTime);
+  }
+  if (details) performRequest(*details);
+}
+
+void HttpExchange::performRequest(RequestDetails& details) {
+  try {
+    exchange(details);
+    return;
+  } catch (const Poco::Exception& failure) {
+    session_->reset();
+    handleRequestFailure(failure.name(), failure.message(), details);
+  } catch (const std::exception& failure) {
+    session_->reset();
+    handleRequestFailure(failure.what(), {}, details);
+  }
+}
+
+void HttpExchange::exchange(RequestDetails& details) {
+  const char* const method = get<const char*>(details.method);
+  logger_.log(LogLevel::Debug, "Handling a request for %s path %s", method,
+              get<const char*>(details.path));
+  const std::string target = targetOf(details);
+  const std::string_view methodText = method;
+  if (methodText.empty() || std::any_of(methodText.begin(), methodText.end(), breaksRequestLine)) {
+    throw std::runtime_error(kInvalidMethod);
+  }
+  if (!receiveHead(target, details)) return;
+  readBody(details);
+  context_.metrics.setOnline();
+  Message response = responseMapping_.map(head_, body_.view(), details);
+  sendResponse(response, head_.status(), details);
+  context_.port.publishQueueSize();
+}
+
+std::string HttpExchange::targetOf(const RequestDetails& details) const {
+  Poco::URI uri(get<const char*>(details.path));
+  for (const auto& [name, value] : details.queryParameters) {
+    uri.addQueryParameter(name, value);
+    logger_.log(LogLevel::Trace, "   request query %s = %s", name, value);
+  }
+  const std::string target = encodeBlanks(uri.getPathAndQuery());
+  return target.empty() || target.front() == '?' ? "/" + target : target;
+}
+
+// Sends the request and receives the head of its answer, in at most two attempts. Returns false
+// when the request was answered without being sent.
+bool HttpExchange::receiveHead(const std::string& target, RequestDetails& details) {
+  const std::string method = get<const char*>(details.method);
+  for (bool retried = false;; retried = true) {
+    try {
+      HTTPRequest request(method, target, HTTPRequest::HTTP_1_1);
+      if (!requestWriter_.sendRequest(*session_, details, request)) {
+        sendFailureResponse(RequestWriter::kUnsupportedCoding, details);
+        session_->reset();
+        return false;
+      }
+      session_->reader().readHead(head_, method == HTTPRequest::HTTP_HEAD);
+      return true;
+    } catch (const Poco::Net::NoMessageException& failure) {
+      if (retried) throw;
+      prepareRetry("Poco::Net::NoMessageException", failure);
+    } catch (const Poco::Net::ConnectionAbortedException& failure) {
+      if (retried) throw;
+      prepareRetry("Poco::Net::ConnectionAbortedException", failure);
+    } catch (const Poco::IOException& failure) {
+      if (retried) throw;
+      prepareRetry("Poco::IOException", failure);
+    }
+  }
+}
+
+void HttpExchange::prepareRetry(const char* kind, const Poco::Exception& failure) {
+  logger_.log(LogLevel::Debug, "Caught a %s processing a request, will retry once: %s (%s)", kind,
+              failure.name(), failure.message());
+  session_->reset();
+}
+
+// Leaves the connection either ready for the next request or closed.
+void HttpExchange::readBody(const RequestDetails& details) {
+  ResponseReader& reader = session_->reader();
+  const int status = head_.status();
+  const bool hasBody = status != 204 && status != 304 &&
+                       std::string_view(get<const char*>(details.method)) != "HEAD";
+  try {
+    body_.read(head_, hasBody, reader);
+  } catch (const std::exception&) {
+    if (*reader.framingError() != '\0') {
+      logger_.log(LogLevel::Debug, "Invalid response body: %s", reader.framingError());
+    }
+    throw;
+  }
+  if (!reader.reusable() || asksToClose(details)) session_->reset();
+}
+
+void HttpExchange::handleRequestFailure(const std::string& text, const std::string& detail,
+                                        RequestDetails& details) {
+  context_.metrics.setFailed();
+  if (details.answered) {
+    logger_.log(LogLevel::Warn, "Caught exception after a response was sent: %s", text);
+    return;
+  }
+  const char* const method = get<const char*>(details.method);
+  if (isInvalidMethod(method)) {
+    logger_.log(LogLevel::Warn,
+                "Caught exception processing a request: Invalid method (must be GET, PUT, POST or "
+                "DELETE): %s",
+                method);
+    sendFailureResponse(kInvalidMethod, details);
+  } else if (!detail.empty()) {
+    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", text, detail);
+    sendFailureResponse(text + ": " + detail, details);
+  } else {
+    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", text);
+    sendFailureResponse(text, details);
+  }
+}
+
+void HttpExchange::sendResponse(Message& response, std::int64_t status, RequestDetails& details) {
+  details.answered = true;
+  logger_.log(LogLevel::Debug, "Sending response towards host");
+  context_.port.sendTowardsHost(response, details.startTime, status);
+}
+
+void HttpExchange::sendFailureResponse(const std::string& reason, RequestDetails& details) {
+  Message response =
+      responseMapping_.mapFailure(reason, details.requestId, details.method, details.path);
+  details.answered = true;
+  context_.port.sendTowardsHost(response, details.startTime, ResponseMapping::kFailureStatus);
+}
+
+// Answers a message that could not be turned into a request.
+void HttpExchange::refuse(const std::string& reason, double startTime) {
+  data_t requestId = requestMapping_.takeRequestId();
+  data_t method;
+  data_t path;
+  Message response = responseMapping_.mapFailure(reason, requestId, method, path);
+  context_.port.sendTowardsHost(response, startTime, ResponseMapping::kFailureStatus);
+}
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,156 @@
+#include "http/request_mapping.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "http/ascii.h"
+#include "model/get.h"
+
+namespace com::corvane::connectivity::plugins {
+
+using connectivity10_15_0::get;
+using connectivity10_15_0::parseText;
+
+namespace {
+
+// A value that the message owns is moved; a borrowed string, or a container that may hold some, is
+// copied, because it has to outlive the message.
+data_t take(data_t& value) {
+  return value.tag() <= KEL_TAG_STRING ? std::move(value) : value.copy();
+}
+
+bool hasContent(const data_t& payload) {
+  if (payload.tag() == KEL_TAG_BUFFER) return get<buffer_t>(payload).size() > 0;
+  if (payload.tag() == KEL_TAG_MAP) return !get<map_t>(payload).empty();
+  return false;
+}
+
+data_t takeString(map_t& http, const MapKey& key, const char* absent, const char* otherKind) {
+  const auto entry = http.find(key);
+  if (entry == http.end()) throw std::runtime_error(absent);
+  if (!entry.value().isString()) throw std::runtime_error(otherKind);
+  return take(entry.value());
+}
+
+}  // namespace
+
+std::string textOf(const data_t& value) {
+  switch (value.tag()) {
+    case KEL_TAG_STRING:
+    case KEL_TAG_BORROWED_STRING:
+      return get<const char*>(value);
+    case KEL_TAG_BOOLEAN:
+    case KEL_TAG_INTEGER:
+    case KEL_TAG_DOUBLE:
+      return parseText(value);
+    default:
+      return get<const char*>(value);  // raises
+  }
+}
+
+std::string withoutLineBreaks(std::string text) {
+  std::erase_if(text, [](char c) { return c == '\n' || c == '\r'; });
+  return text;
+}
+
+TextMap RequestMapping::readHeaders(map_t& http, std::vector<std::string>& duplicates) const {
+  TextMap headers;
+  const auto found = http.find(keys_.headers);
+  if (found == http.end()) return headers;
+  map_t& entries = get<map_t>(found.value());
+  headers.reserve(entries.size() + 6);  // and those that every request gets
+  for (auto& entry : entries) {
+    std::string name = withoutLineBreaks(textOf(entry.key()));
+    ascii::lower(name);
+    std::string value = withoutLineBreaks(textOf(entry.value()));
+    if (name == "content-encoding") {
+      std::erase_if(value, ascii::isSpace);
+      if (value.empty()) value = "identity";
+    }
+    if (headers.contains(name)) {
+      duplicates.push_back(std::move(name));
+    } else {
+      headers.insert(std::move(name), std::move(value));
+    }
+  }
+  return headers;
+}
+
+TextMap RequestMapping::readTexts(map_t& http, const MapKey& key, bool clean) const {
+  TextMap texts;
+  const auto found = http.find(key);
+  if (found == http.end()) return texts;
+  for (auto& entry : get<map_t>(found.value())) {
+    std::string name = textOf(entry.key());
+    std::string value = textOf(entry.value());
+    if (clean) {
+      name = withoutLineBreaks(std::move(name));
+      value = withoutLineBreaks(std::move(value));
+    }
+    texts.assign(std::move(name), std::move(value));
+  }
+  return texts;
+}
+
+void RequestMapping::addContentHeaders(map_t& metadata, const data_t& payload,
+                                       TextMap& headers) const {
+  const auto contentType = metadata.find(keys_.contentType);
+  if (contentType == metadata.end()) return;  // a charset alone says nothing
+  std::string type = withoutLineBreaks(ascii::lowered(textOf(contentType.value())));
+  headers.insert("accept", type);
+
+  const auto charset = metadata.find(keys_.charset);
+  if (charset != metadata.end()) {
+    std::string name = withoutLineBreaks(ascii::lowered(textOf(charset.value())));
+    if (name == "utf8") name = "utf-8";
+    if (type.starts_with("text/")) type += ";charset=" + name;
+    headers.insert("accept-charset", std::move(name));
+  }
+  if (hasContent(payload)) headers.insert("content-type", std::move(type));
+}
+
+data_t RequestMapping::fullPath(data_t& path) const {
+  if (settings_.basePath.empty()) return std::move(path);
+  return data_t(settings_.basePath + get<const char*>(path));
+}
+
+RequestDetails RequestMapping::map(Message& message, double startTime) {
+  requestId_ = data_t();
+  map_t noHttp;
+  const auto httpEntry = message.metadata.find(keys_.http);
+  map_t& http = httpEntry == message.metadata.end() ? noHttp : get<map_t>(httpEntry.value());
+
+  const auto idEntry = message.metadata.find(keys_.requestId);
+  if (idEntry == message.metadata.end()) throw std::runtime_error("No request Id");
+  requestId_ = take(idEntry.value());
+
+  data_t method = takeString(http, keys_.method, "No method", "http.method must be a string");
+  data_t path = takeString(http, keys_.path, "No path", "http.path must be a string");
+
+  std::vector<std::string> duplicates;
+  TextMap headers = readHeaders(http, duplicates);
+  TextMap cookies = readTexts(http, keys_.cookies, true);
+  TextMap query = readTexts(http, keys_.queryString, false);
+
+  data_t form;
+  const auto formEntry = http.find(keys_.form);
+  if (formEntry != http.end()) form = take(formEntry.value());
+
+  for (const std::string& name : duplicates) {
+    logger_.log(LogLevel::Warn,
+                "Ignoring HTTP header %s because it was set multiple times (headers are "
+                "case-insensitive)",
+                name);
+    headers.erase(name);
+  }
+  addContentHeaders(message.metadata, message.payload, headers);
+
+  // The id stays here until the payload has been checked: a failure response needs it.
+  RequestDetails details(std::move(message.payload), data_t(), std::move(method), fullPath(path),
+                         std::move(headers), std::move(query), std::move(cookies), std::move(form),
+                         startTime);
+  details.requestId = std::move(requestId_);
+  return details;
+}
+
+}  // namespace com::corvane::connectivity::plugins

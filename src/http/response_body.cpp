@@ -1,0 +1,60 @@
+#include "http/response_body.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "http/content_coding.h"
+#include "http/inflater.h"
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+constexpr std::size_t kPieceBytes = 102400;
+// A peer may announce any length; memory is only taken for what has been seen to come.
+constexpr std::uint64_t kReservedBytesMax = 8 * 1024 * 1024;
+
+}  // namespace
+
+void ResponseBody::read(const ResponseHead& head, bool hasBody, ResponseReader& reader) {
+  body_.clear();
+  if (!hasBody) return;
+  const std::string_view header = head.find("content-encoding");
+  const std::string_view name = header.data() == nullptr ? "empty" : header;
+  const auto coding = responseCoding(name);
+  if (!coding) {
+    replaceUnsupported(name, reader);
+  } else if (*coding == ContentCoding::Identity) {
+    readPlain(reader);
+  } else {
+    Inflater(*coding, reader).inflateTo(body_);
+    // What follows the coded stream belongs to the body as well, and its end has to be seen.
+    reader.drain(kDrainBytesMax);
+  }
+}
+
+void ResponseBody::readPlain(ResponseReader& reader) {
+  while (true) {
+    const std::uint64_t expected = reader.expectedBytes();
+    const auto piece = static_cast<std::size_t>(expected > 0 ? std::min(expected, kReservedBytesMax)
+                                                             : kPieceBytes);
+    const std::size_t count = reader.readBody(body_.room(piece), piece);
+    if (count == 0) return;
+    body_.add(count);
+  }
+}
+
+void ResponseBody::replaceUnsupported(std::string_view coding, ResponseReader& reader) {
+  const std::string text = "Unsupported Media Type: " + std::string(coding);
+  logger_.log(LogLevel::Warn, "%s", text);
+  std::memcpy(body_.room(text.size()), text.data(), text.size());
+  body_.add(text.size());
+  try {
+    reader.drain(kDrainBytesMax);
+  } catch (const std::exception&) {
+    // None of the body is delivered, so that its loss only costs the connection.
+  }
+}
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,40 @@
+// http/response_body.h : reads the body of one response and undoes its content coding.
+//
+// Role:      the executor calls read once a response.
+// Threads:   one worker only.
+// Errors:    ResponseReader's and Inflater's. A coding that is not known is none: the text
+//            "Unsupported Media Type: " + coding takes the place of the body, logged at WARN.
+#pragma once
+
+#include "http/body_buffer.h"
+#include "http/names.h"
+#include "http/response_head.h"
+#include "http/response_reader.h"
+
+namespace com::corvane::connectivity::plugins {
+
+class ResponseBody {
+ public:
+  /// Bytes left behind by a body of which only a part was wanted are read up to this number to
+  /// keep the connection; beyond it, a new connection is cheaper.
+  static constexpr std::size_t kDrainBytesMax = 1024 * 1024;
+
+  explicit ResponseBody(const ThreadLogger& logger) : logger_(logger) {}
+
+  /// Reads the body that follows `head`, after which view gives it. Where the connection then
+  /// stands, reader.reusable() tells. `hasBody` is false for an answer to HEAD and for the
+  /// statuses 204 and 304, whatever their header says.
+  void read(const ResponseHead& head, bool hasBody, ResponseReader& reader);
+
+  /// The decoded body; valid until the next read.
+  std::string_view view() const { return body_.view(); }
+
+ private:
+  void readPlain(ResponseReader& reader);
+  void replaceUnsupported(std::string_view coding, ResponseReader& reader);
+
+  const ThreadLogger& logger_;
+  BodyBuffer body_;
+};
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,144 @@
+#include "http/response_mapping.h"
+
+#include <Poco/Net/MediaType.h>
+#include <Poco/Net/MessageHeader.h>
+
+#include <set>
+#include <utility>
+
+#include "http/ascii.h"
+#include "http/charset.h"
+#include "http/set_cookie.h"
+#include "model/text.h"
+
+namespace com::corvane::connectivity::plugins {
+
+using connectivity10_15_0::valueText;
+
+namespace {
+
+// REQUIRES: a NUL byte follows the text. Header text is nearly always plain ASCII, which needs no
+// conversion.
+data_t utf8Value(std::string_view latin1) {
+  if (ascii::isPlain(latin1)) return data_t(latin1.data());
+  return data_t(charset::latin1ToUtf8(latin1.data()).get());
+}
+
+std::string utf8Text(std::string_view latin1) {
+  if (ascii::isPlain(latin1)) return std::string(latin1);
+  return charset::latin1ToUtf8(latin1.data()).get();
+}
+
+data_t bufferOf(std::string_view bytes) {
+  return data_t(buffer_t::copyOf(bytes.data(), bytes.size()));
+}
+
+std::string charsetOf(const Poco::Net::MediaType& type) {
+  std::string charset;
+  Poco::Net::MessageHeader::quote(type.getParameter("charset"), charset, false);
+  ascii::lower(charset);
+  return charset == "utf8" ? "utf-8" : charset;
+}
+
+data_t orEmptyText(data_t& value) { return value.isEmpty() ? data_t("") : std::move(value); }
+
+}  // namespace
+
+map_t ResponseMapping::readHeaders(const ResponseHead& head, std::string& contentType,
+                                   std::set<std::string>& duplicates) const {
+  map_t headers;
+  for (const HeaderField& field : head.fields()) {
+    std::string name = ascii::lowered(field.name);  // a token: plain ASCII
+    if (name == "content-type") contentType = utf8Text(field.value);
+    const bool inserted = headers.insert(data_t(name), utf8Value(field.value)).second;
+    if (!inserted) duplicates.insert(std::move(name));
+  }
+  return headers;
+}
+
+void ResponseMapping::dropDuplicates(map_t& headers,
+                                     const std::set<std::string>& duplicates) const {
+  for (const std::string& name : duplicates) {
+    logger_.log(LogLevel::Debug, "Ignoring HTTP header %s because it's duplicated in the message",
+                name);
+    headers.erase(headers.find(name.c_str()));
+  }
+}
+
+// The first of several cookies of one name counts; one that cannot be read, or that the server
+// deletes, is left out.
+map_t ResponseMapping::readCookies(const ResponseHead& head) const {
+  map_t cookies;
+  for (const HeaderField& field : head.fields()) {
+    if (!ascii::equalsIgnoringCase(field.name, "set-cookie")) continue;
+    const auto cookie = SetCookie::parse(field.value);
+    if (!cookie || cookie->isDeletion()) continue;
+    cookies.insert(data_t(utf8Text(cookie->name)), data_t(utf8Text(cookie->value)));
+  }
+  return cookies;
+}
+
+void ResponseMapping::trace(const ResponseHead& head, std::string_view body) const {
+  if (!logger_.enabled(LogLevel::Trace)) return;
+  for (const HeaderField& field : head.fields()) {
+    logger_.log(LogLevel::Trace, "   response header %s = %s", field.name.data(),
+                field.value.data());
+  }
+  const std::string text = body.empty() ? "<no payload>" : valueText(bufferOf(body));
+  logger_.log(LogLevel::Trace, "   response payload: %s", text);
+}
+
+void ResponseMapping::setContentType(map_t& metadata, const std::string& contentType) const {
+  if (contentType.empty()) return;
+  const Poco::Net::MediaType type(contentType);
+  if (type.hasParameter("charset")) metadata.insert(keys_.charset, data_t(charsetOf(type)));
+  metadata.insert(keys_.contentType,
+                  data_t(ascii::lowered(type.getType() + "/" + type.getSubType())));
+}
+
+Message ResponseMapping::map(const ResponseHead& head, std::string_view body,
+                             RequestDetails& details) const {
+  logger_.log(LogLevel::Trace, "   response status = %I64d", std::int64_t{head.status()});
+  std::string contentType;
+  std::set<std::string> duplicates;
+  map_t headers = readHeaders(head, contentType, duplicates);
+  trace(head, body);
+  dropDuplicates(headers, duplicates);
+
+  // What can fail comes first: the record has to stay whole for a failure response.
+  map_t typed;
+  setContentType(typed, contentType);
+  map_t cookies = readCookies(head);
+  map_t http;
+  http.insert(keys_.statusCode, data_t(std::int64_t{head.status()}));
+  http.insert(keys_.statusReason, data_t(head.reason().data()));
+  Message message;
+  message.payload = bufferOf(body);
+
+  message.metadata.insert(keys_.requestId, std::move(details.requestId));
+  for (auto& entry : typed) message.metadata.insert(entry.key().copy(), std::move(entry.value()));
+  http.insert(keys_.method, std::move(details.method));
+  http.insert(keys_.path, std::move(details.path));
+  http.insert(keys_.cookies, data_t(std::move(cookies)));
+  http.insert(keys_.headers, data_t(std::move(headers)));
+  message.metadata.insert(keys_.http, data_t(std::move(http)));
+  return message;
+}
+
+Message ResponseMapping::mapFailure(const std::string& text, data_t& requestId, data_t& method,
+                                    data_t& path) const {
+  Message message;
+  message.payload = bufferOf(text);
+  map_t http;
+  http.insert(keys_.statusCode, data_t(std::int64_t{kFailureStatus}));
+  http.insert(keys_.statusReason, data_t(text));
+  http.insert(keys_.method, orEmptyText(method));
+  http.insert(keys_.path, orEmptyText(path));
+  message.metadata.insert(keys_.requestId, std::move(requestId));
+  message.metadata.insert(keys_.charset, data_t("utf-8"));
+  message.metadata.insert(keys_.contentType, data_t("text/plain"));
+  message.metadata.insert(keys_.http, data_t(std::move(http)));
+  return message;
+}
+
+}  // namespace com::corvane::connectivity::plugins

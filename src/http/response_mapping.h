@@ -1,0 +1,50 @@
+// http/response_mapping.h : builds response messages. The one writer of their format.
+//
+// Threads:   one worker only.
+// Ownership: the message returned is the caller's. Request id, method and path are moved out of
+//            the record into it, after everything that can fail.
+// Errors:    std::runtime_error of the character-set conversion; std::bad_alloc. The record is then
+//            unchanged.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "http/message_keys.h"
+#include "http/names.h"
+#include "http/request_details.h"
+#include "http/response_head.h"
+
+namespace com::corvane::connectivity::plugins {
+
+class ResponseMapping {
+ public:
+  /// The status of every failure response.
+  static constexpr std::int64_t kFailureStatus = 400;
+
+  ResponseMapping(const MessageKeys& keys, const ThreadLogger& logger)
+      : keys_(keys), logger_(logger) {}
+
+  /// The message for a response of the server, with `body` as its payload.
+  Message map(const ResponseHead& head, std::string_view body, RequestDetails& details) const;
+
+  /// The message for a request that got no response: status 400, the text as reason and payload.
+  /// The values are moved; an empty method or path stands for one that was never read.
+  Message mapFailure(const std::string& text, data_t& requestId, data_t& method,
+                     data_t& path) const;
+
+ private:
+  map_t readHeaders(const ResponseHead& head, std::string& contentType,
+                    std::set<std::string>& duplicates) const;
+  void dropDuplicates(map_t& headers, const std::set<std::string>& duplicates) const;
+  map_t readCookies(const ResponseHead& head) const;
+  void setContentType(map_t& metadata, const std::string& contentType) const;
+  void trace(const ResponseHead& head, std::string_view body) const;
+
+  const MessageKeys& keys_;
+  const ThreadLogger& logger_;
+};
+
+}  // namespace com::corvane::connectivity::plugins

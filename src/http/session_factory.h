@@ -1,0 +1,42 @@
+// http/session_factory.h : makes client sessions towards the configured server.
+//
+// Role:      one a transport. Chooses plain HTTP or HTTPS, installs the proxy, switches keep-alive
+//            on and sets the time-out. Connects nothing: the first request does.
+// Threads:   any worker; the TLS context is made by the first create and shared from then on.
+// Errors:    Poco::Exception, for example when the file of certificate authorities cannot be read.
+#pragma once
+
+#include <Poco/Net/Context.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "config/settings.h"
+#include "http/client_session.h"
+#include "http/names.h"
+#include "runtime/mutex.h"
+
+namespace com::corvane::connectivity::plugins {
+
+class SessionFactory {
+ public:
+  /// Borrows the settings.
+  explicit SessionFactory(const Settings& settings) : settings_(settings) {}
+
+  /// A session for `host` and `port` (cut to 16 bits); logs the "Connecting to" lines.
+  std::unique_ptr<ClientSession> create(const std::string& host, std::uint64_t port,
+                                        const ThreadLogger& logger);
+
+ private:
+  std::unique_ptr<ClientSession> createTls(const std::string& host, std::uint64_t port,
+                                           const ThreadLogger& logger);
+  Poco::Net::Context::Ptr tlsContext(const std::string& host);
+  void setProxy(Poco::Net::HTTPClientSession& session, const ThreadLogger& logger) const;
+
+  const Settings& settings_;
+  orvex::Mutex tlsContextMutex_{"TlsContextMutex"};
+  Poco::Net::Context::Ptr tlsContext_;
+};
+
+}  // namespace com::corvane::connectivity::plugins

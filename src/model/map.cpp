@@ -1,0 +1,219 @@
+#include "model/map.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "kel/host_values.h"
+#include "model/iterator_checks.h"
+
+namespace com::corvane::connectivity10_15_0 {
+namespace {
+
+constexpr std::uint64_t kDeletedHash = 1;
+constexpr std::uint64_t kLeastCapacity = 8;
+constexpr double kMostLoad = 0.75;
+
+// A position that was checked stands still while the count does: probing compares what it began
+// with, because comparing keys may run into a container that changes.
+void checkUnchanged(const map_block* now, const map_block* block, std::uint64_t capacity,
+                    std::uint64_t count) {
+  if (now == block && (now == nullptr || (now->capacity == capacity && now->count == count)))
+    return;
+  iterator_checks::fail(iterator_checks::kMapModified);
+}
+
+}  // namespace
+
+map_t& map_t::operator=(map_t&& other) noexcept {
+  if (this != &other) kel_free_map(std::exchange(block_, other.release()));
+  return *this;
+}
+
+map_t::~map_t() { kel_free_map(block_); }
+
+map_t map_t::adopt(map_block* block) noexcept {
+  map_t result;
+  result.block_ = block;
+  return result;
+}
+
+map_t map_t::copy() const {
+  kel_data whole{};
+  whole.tag = KEL_TAG_MAP;
+  whole.payload.map = block_;
+  return adopt(kel_copy_data(whole).payload.map);
+}
+
+map_t::Slot* map_t::slots() const noexcept {
+  return block_ == nullptr ? nullptr : reinterpret_cast<Slot*>(block_ + 1);
+}
+
+map_t::iterator map_t::begin() {
+  iterator position(this, 0);
+  position.skipUnoccupied();
+  return position;
+}
+map_t::iterator map_t::end() { return {this, capacity()}; }
+
+map_t::const_iterator map_t::begin() const {
+  const_iterator position(this, 0);
+  position.skipUnoccupied();
+  return position;
+}
+map_t::const_iterator map_t::end() const { return {this, capacity()}; }
+
+map_t::Located map_t::locate(const data_t& key, std::uint64_t hash) const {
+  Located result;
+  if (capacity() == 0) return result;
+  const map_block* const block = block_;
+  const std::uint64_t slotCount = block->capacity;
+  const std::uint64_t count = block->count;
+  const std::uint64_t start = hash % slotCount;
+  std::uint64_t index = start;
+  do {
+    checkUnchanged(block_, block, slotCount, count);
+    const Slot& slot = slots()[index];
+    const bool hasNoKey = slot.key.isEmpty();
+    if (hasNoKey && slot.hash == 0) {
+      if (result.vacant == kNone) result.vacant = index;
+      return result;
+    }
+    if (hasNoKey && slot.hash == kDeletedHash) {
+      if (result.vacant == kNone) result.vacant = index;
+    } else if (slot.hash == hash && slot.key == key) {
+      result.found = index;
+      return result;
+    }
+    index = index + 1 == slotCount ? 0 : index + 1;
+  } while (index != start);
+  return result;
+}
+
+std::uint64_t map_t::indexOf(const data_t& key, std::uint64_t hash) const {
+  const std::uint64_t found = locate(key, hash).found;
+  return found == kNone ? capacity() : found;
+}
+
+map_t::iterator map_t::find(const data_t& key) { return {this, indexOf(key, key.hash())}; }
+map_t::iterator map_t::find(const MapKey& key) { return {this, indexOf(key.key(), key.hash())}; }
+map_t::iterator map_t::find(const char* key) { return find(data_t(key)); }
+map_t::const_iterator map_t::find(const data_t& key) const {
+  return {this, indexOf(key, key.hash())};
+}
+map_t::const_iterator map_t::find(const MapKey& key) const {
+  return {this, indexOf(key.key(), key.hash())};
+}
+map_t::const_iterator map_t::find(const char* key) const { return find(data_t(key)); }
+
+bool map_t::hasRoom() const {
+  return static_cast<double>(block_->count + block_->deleted) <=
+         static_cast<double>(block_->capacity) * kMostLoad;
+}
+
+void map_t::grow() {
+  block_ = block_ == nullptr
+               ? kel_allocate_map(kLeastCapacity)
+               : kel_reallocate_map(block_, std::max(kLeastCapacity, 2 * block_->count + 2));
+}
+
+std::pair<map_t::iterator, bool> map_t::insertHashed(data_t&& key, std::uint64_t hash,
+                                                     data_t&& value) {
+  // One growth makes room, if the host clears deleted slots; a host that does not may need two.
+  constexpr int kGrowthsMax = 2;
+  Located located = locate(key, hash);
+  for (int growths = 0; located.found == kNone; ++growths) {
+    if (located.vacant != kNone && hasRoom()) {
+      Slot& slot = slots()[located.vacant];
+      ++block_->count;
+      slot.hash = hash;
+      slot.key = std::move(key);
+      slot.value = std::move(value);
+      return {iterator(this, located.vacant), true};
+    }
+    if (growths == kGrowthsMax) {
+      throw std::runtime_error("Cannot insert into a map that the host does not grow");
+    }
+    grow();
+    located = locate(key, hash);
+  }
+  return {iterator(this, located.found), false};
+}
+
+std::pair<map_t::iterator, bool> map_t::insert(data_t key, data_t value) {
+  const std::uint64_t hash = key.hash();
+  return insertHashed(std::move(key), hash, std::move(value));
+}
+
+std::pair<map_t::iterator, bool> map_t::insert(const MapKey& key, data_t value) {
+  return insertHashed(key.key().copy(), key.hash(), std::move(value));
+}
+
+void map_t::erase(iterator position) {
+  position.check();
+  if (position.index_ == position.capacity_) return;
+  Slot& slot = slots()[position.index_];
+  const data_t key = std::move(slot.key);
+  const data_t value = std::move(slot.value);
+  slot.hash = kDeletedHash;
+  --block_->count;
+  ++block_->deleted;
+}
+
+template <bool isConst>
+map_t::Position<isConst>::Position(Owner* owner, std::uint64_t index)
+    : owner_(owner),
+      slots_(owner->slots()),
+      capacity_(owner->capacity()),
+      count_(owner->size()),
+      index_(index) {}
+
+template <bool isConst>
+void map_t::Position<isConst>::check() const {
+  if (slots_ == owner_->slots() && capacity_ == owner_->capacity() && count_ == owner_->size()) {
+    return;
+  }
+  iterator_checks::fail(iterator_checks::kMapModified);
+}
+
+template <bool isConst>
+void map_t::Position<isConst>::skipUnoccupied() {
+  // With the checks switched off the block may be another one by now: look at the owner's.
+  const Slot* const slots = owner_->slots();
+  while (index_ < owner_->capacity() && slots[index_].hash <= kDeletedHash &&
+         slots[index_].key.isEmpty()) {
+    ++index_;
+  }
+}
+
+template <bool isConst>
+const data_t& map_t::Position<isConst>::key() const {
+  check();
+  return owner_->slots()[index_].key;
+}
+
+template <bool isConst>
+typename map_t::Position<isConst>::Value& map_t::Position<isConst>::value() const {
+  check();
+  return owner_->slots()[index_].value;
+}
+
+template <bool isConst>
+map_t::Position<isConst>& map_t::Position<isConst>::operator++() {
+  check();
+  ++index_;
+  skipUnoccupied();
+  return *this;
+}
+
+template <bool isConst>
+bool map_t::Position<isConst>::operator==(const Position& other) const {
+  if (owner_ != other.owner_) iterator_checks::fail(iterator_checks::kDifferentMaps);
+  check();
+  other.check();
+  return index_ == other.index_;
+}
+
+template class map_t::Position<false>;
+template class map_t::Position<true>;
+
+}  // namespace com::corvane::connectivity10_15_0

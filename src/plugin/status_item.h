@@ -1,0 +1,58 @@
+// plugin/status_item.h : one named text that the host shows to operators.
+//
+// Role:      made by StatusReporter; the element sets it whenever its state changes.
+// Threads:   any thread; its own mutex "StatusItem" guards integer and text, is the innermost of
+//            all locks and is held during the host's call. key() is constant.
+// Ownership: of whoever asked for it; not copyable. Leaves the host's display when destroyed, which
+//            must happen before the element's status handle ends.
+// Errors:    only the constructor. What the host makes of a new text is not examined.
+// Invariants: the host is called only when the text differs from the last one sent.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "runtime/mutex.h"
+#include "runtime/thread_annotations.h"
+
+namespace com::corvane::connectivity10_15_0 {
+
+class StatusItem {
+ public:
+  /// Creates the item on the host. Throws std::runtime_error "Failed to create status item '<key>'
+  /// (ensure the key is unique and that this plug-in has not been shutdown already)".
+  StatusItem(void* statusHandle, std::string key, std::string initial, std::int64_t integer = 0);
+  ~StatusItem();
+  StatusItem(const StatusItem&) = delete;
+  StatusItem& operator=(const StatusItem&) = delete;
+
+  const std::string& key() const { return key_; }
+
+  /// Gives the item a new text.
+  void set(std::string_view text);
+
+  /// As set, for callers that hold mutex().
+  void setUnlocked(std::string_view text) OV_REQUIRES(mutex_);
+
+  /// Keeps a number and gives the item its decimal text.
+  void set(std::int64_t value);
+  void setInteger(std::int64_t value) { set(value); }
+
+  /// Adds to the number and gives the item the decimal text of the sum.
+  void add(std::int64_t delta);
+
+  orvex::Mutex& mutex() OV_RETURN_CAPABILITY(mutex_) { return mutex_; }
+
+ private:
+  void publishInteger() OV_REQUIRES(mutex_);
+
+  std::int64_t integer_ OV_GUARDED_BY(mutex_);
+  const std::string key_;
+  std::string value_ OV_GUARDED_BY(mutex_);  // as last sent
+  void* const statusHandle_;
+  void* itemHandle_;
+  orvex::Mutex mutex_{"StatusItem"};
+};
+
+}  // namespace com::corvane::connectivity10_15_0

@@ -1,0 +1,95 @@
+#include "transport/affinity_queue.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace com::corvane::connectivity::plugins {
+
+using connectivity10_15_0::Logger;
+using connectivity10_15_0::LogLevel;
+
+AffinityQueue::AffinityQueue(std::size_t consumers, const Logger& logger)
+    : AffinityQueue(consumers, logger, Limits()) {}
+
+AffinityQueue::AffinityQueue(std::size_t consumers, const Logger& logger, Limits limits)
+    : limits_(limits), logger_(logger), condition_(mutex_), lists_(consumers) {
+  if (consumers == 0) throw std::runtime_error("Must have at least one consumer");
+}
+
+void AffinityQueue::broadcast() {
+  if (waiting_ > 0) condition_.broadcast();
+}
+
+void AffinityQueue::waitForSpace() {
+  while (true) {
+    const std::size_t items = count();
+    if (fullReported_ && items <= limits_.rearmLevel) fullReported_ = false;
+    if (items < limits_.capacity || isTerminated()) return;
+    if (!fullReported_) {
+      logger_.log(LogLevel::Debug,
+                  "AffinityQueue is full, must wait for something to be removed before adding more "
+                  "items - %d",
+                  static_cast<std::int32_t>(items));
+      fullReported_ = true;
+    }
+    // What this batch has added so far is unannounced: consumers that sleep would never make room.
+    broadcast();
+    ++waiting_;
+    ++waitingProducers_;
+    condition_.timedwaitRelative(limits_.waitSliceMs);
+    --waitingProducers_;
+    --waiting_;
+  }
+}
+
+void AffinityQueue::append(List& list, WorkItem item) {
+  list.push_back(Entry{nextNumber_, std::move(item)});
+  ++nextNumber_;
+  count_.store(count() + 1, std::memory_order_relaxed);
+}
+
+void AffinityQueue::add(WorkItem item, std::optional<std::uint64_t> keyHash, bool noWait) {
+  if (!noWait) waitForSpace();
+  append(keyHash ? lists_[*keyHash % lists_.size()] : shared_, std::move(item));
+}
+
+void AffinityQueue::addSentinel(const std::shared_ptr<Sentinel>& sentinel, bool noWait) {
+  // Waiting between two copies would let another producer's barrier in: two barriers in different
+  // orders on two lists block each other for ever.
+  if (!noWait) waitForSpace();
+  for (List& list : lists_) append(list, sentinel);
+}
+
+// The list that the consumer's next item heads, or null.
+AffinityQueue::List* AffinityQueue::nextListOf(std::size_t consumer) {
+  List& own = lists_[consumer];
+  if (own.empty()) return shared_.empty() ? nullptr : &shared_;
+  if (shared_.empty() || own.front().number < shared_.front().number) return &own;
+  return &shared_;
+}
+
+WorkItem AffinityQueue::take(std::size_t consumer, const std::function<void()>& onTake) {
+  orvex::AutoMutex lock(mutex_);
+  List* list = nextListOf(consumer);
+  while (list == nullptr && !isTerminated()) {
+    ++waiting_;
+    condition_.wait();
+    --waiting_;
+    list = nextListOf(consumer);
+  }
+  if (isTerminated()) throw std::runtime_error("This queue has been terminated");
+  WorkItem item = std::move(list->front().item);
+  list->pop_front();
+  count_.store(count() - 1, std::memory_order_relaxed);
+  if (onTake) onTake();
+  if (waitingProducers_ > 0) condition_.broadcast();
+  return item;
+}
+
+void AffinityQueue::terminate() {
+  orvex::AutoMutex lock(mutex_);
+  terminated_.store(true, std::memory_order_release);
+  condition_.broadcast();
+}
+
+}  // namespace com::corvane::connectivity::plugins

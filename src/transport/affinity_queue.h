@@ -1,0 +1,109 @@
+// transport/affinity_queue.h : work from delivering threads to a fixed set of consumers, in order.
+//
+// Role:      items of one key go to one consumer, in the order added; items without a key to
+//            whichever consumer comes first. Bounds the number of waiting items.
+// Threads:   any thread. One mutex, "AffinityQueue", guards everything; a producer holds it over
+//            a whole batch (mutex()), consumers take it inside take.
+// Ownership: owns the items until they are taken.
+// Errors:    std::runtime_error "Must have at least one consumer", "This queue has been
+// terminated". Invariants: 1) a consumer takes keyed and unkeyed items in the order of their
+// adding;
+//            2) an unkeyed item is taken once; 3) terminated wins over items that still wait.
+// Limits:    kCapacity items, beyond which a producer that may wait does.
+//
+// An unkeyed item belongs at the tail of every consumer's list. It is kept once, on a list that all
+// consumers share, with its number in the order of adding: a consumer's list is the merge of its
+// own and the shared one by that number. Adding and taking cost the same for any number of
+// consumers.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include "model/message.h"
+#include "plugin/logger.h"
+#include "runtime/condition.h"
+#include "runtime/mutex.h"
+#include "transport/sentinel.h"
+
+namespace com::corvane::connectivity::plugins {
+
+/// A request, or a barrier. The queue never looks inside.
+using WorkItem = std::variant<connectivity10_15_0::Message, std::shared_ptr<Sentinel>>;
+
+class AffinityQueue {
+ public:
+  struct Limits {
+    std::size_t capacity = 2048;      // items; a producer waits at this count
+    std::size_t rearmLevel = 1848;    // items; the "full" line may be written again from here down
+    std::int64_t waitSliceMs = 1000;  // a waiting producer looks again after this time
+  };
+
+  /// Borrows the logger. Throws "Must have at least one consumer" for none.
+  AffinityQueue(std::size_t consumers, const connectivity10_15_0::Logger& logger);
+  AffinityQueue(std::size_t consumers, const connectivity10_15_0::Logger& logger, Limits limits);
+
+  /// What a producer holds while it adds.
+  orvex::Mutex& mutex() { return mutex_; }
+
+  /// Adds an item for the consumer that `keyHash` names, modulo the number of consumers; without a
+  /// hash, for the first consumer that is free. Waits while the queue is full unless `noWait` is
+  /// set or the queue is terminated. Wakes nobody: call broadcast after the last item. REQUIRES:
+  /// mutex() held; released while waiting.
+  void add(WorkItem item, std::optional<std::uint64_t> keyHash, bool noWait);
+
+  /// Adds a barrier to every consumer's list, all copies in one hold of the mutex, after waiting
+  /// for space once. REQUIRES: as add.
+  void addSentinel(const std::shared_ptr<Sentinel>& sentinel, bool noWait);
+
+  /// Wakes the consumers and producers that wait, if any does. REQUIRES: mutex() held.
+  void broadcast();
+
+  /// Waits for the next item of a consumer and takes it; `onTake` runs while the mutex is held.
+  /// Throws "This queue has been terminated".
+  WorkItem take(std::size_t consumer, const std::function<void()>& onTake = nullptr);
+
+  /// Ends every wait; from now on take fails and add no longer waits.
+  void terminate();
+
+  /// May be read at any time, without the mutex.
+  bool isTerminated() const { return terminated_.load(std::memory_order_acquire); }
+
+  /// The items added and not yet taken, as of some moment close to the call. Takes no lock.
+  std::size_t count() const { return count_.load(std::memory_order_relaxed); }
+
+  std::size_t consumers() const { return lists_.size(); }
+
+ private:
+  struct Entry {
+    std::uint64_t number;  // in the order of adding
+    WorkItem item;
+  };
+  using List = std::deque<Entry>;
+
+  void waitForSpace();
+  void append(List& list, WorkItem item);
+  List* nextListOf(std::size_t consumer);
+
+  const Limits limits_;
+  const connectivity10_15_0::Logger& logger_;
+  orvex::Mutex mutex_{"AffinityQueue"};
+  orvex::Condition condition_;
+  std::atomic<bool> terminated_ = false;
+  std::atomic<std::size_t> count_ = 0;  // changed under the mutex
+  bool fullReported_ = false;
+  std::size_t waiting_ = 0;  // producers and consumers
+  std::size_t waitingProducers_ = 0;
+  std::uint64_t nextNumber_ = 0;
+  std::vector<List> lists_;  // one a consumer
+  List shared_;
+};
+
+}  // namespace com::corvane::connectivity::plugins

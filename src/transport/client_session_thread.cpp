@@ -1,0 +1,40 @@
+#include "transport/client_session_thread.h"
+
+#include <exception>
+
+#include "runtime/platform.h"
+
+namespace com::corvane::connectivity::plugins {
+
+HTTPClient::ClientSessionThread::ClientSessionThread(HTTPClient& transport, std::size_t client)
+    : Thread("clientSessionThread"),
+      transport_(transport),
+      client_(client),
+      logger_(transport.logger, client),
+      exchange_(transport.exchangeContext(), logger_) {}
+
+int HTTPClient::ClientSessionThread::run() {
+  transport_.enterWorkerThread();
+  try {
+    while (true) {
+      Message request = transport_.nextRequest(client_);
+      process(request);
+    }
+  } catch (const std::exception& failure) {
+    logger_.log(transport_.shuttingDown_ ? LogLevel::Debug : LogLevel::Error,
+                "HTTPClient - Caught exception during processing - %s", failure.what());
+  }
+  exchange_.close();
+  transport_.live_[client_] = false;
+  return 0;
+}
+
+void HTTPClient::ClientSessionThread::process(Message& message) {
+  const orvex::AutoSchedulableQueue scope(schedulableQueue_);
+  const double begin = orvex::Platform::relativeHighResTimeFloat();
+  exchange_.mapMessageToRequest(message);
+  transport_.metrics_.busyRecord().add(client_,
+                                       orvex::Platform::relativeHighResTimeFloat() - begin);
+}
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,255 @@
+#include "transport/http_client.h"
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "http/ascii.h"
+#include "kel/host_services.h"
+#include "model/text.h"
+#include "runtime/schedulable_queue.h"
+#include "transport/client_session_thread.h"
+
+namespace com::corvane::connectivity::plugins {
+
+using connectivity10_15_0::HostSide;
+using connectivity10_15_0::hostText;
+using connectivity10_15_0::PluginParameters;
+using orvex::AutoMutex;
+
+namespace {
+
+// The transport whose worker this thread is; null on every other thread.
+thread_local const HTTPClient* workerOf = nullptr;
+
+std::size_t consumersFor(std::int64_t clients) {
+  return clients < 1 ? 0 : static_cast<std::size_t>(clients);
+}
+
+// Counts a delivery for as long as it runs.
+class DeliveryScope {
+ public:
+  explicit DeliveryScope(std::atomic<std::uint32_t>& deliveries) : deliveries_(deliveries) {
+    ++deliveries_;
+  }
+  ~DeliveryScope() {
+    if (--deliveries_ == 0) deliveries_.notify_all();
+  }
+  DeliveryScope(const DeliveryScope&) = delete;
+  DeliveryScope& operator=(const DeliveryScope&) = delete;
+
+ private:
+  std::atomic<std::uint32_t>& deliveries_;
+};
+
+// Announces what was queued, also when a message in the middle of a batch is refused.
+class BroadcastScope {
+ public:
+  explicit BroadcastScope(AffinityQueue& queue) : queue_(queue) {}
+  ~BroadcastScope() { queue_.broadcast(); }
+  BroadcastScope(const BroadcastScope&) = delete;
+  BroadcastScope& operator=(const BroadcastScope&) = delete;
+
+ private:
+  AffinityQueue& queue_;
+};
+
+}  // namespace
+
+HTTPClient::HTTPClient(const PluginParameters& parameters) : HTTPClient(parameters, Limits()) {}
+
+HTTPClient::HTTPClient(const PluginParameters& parameters, const Limits& limits)
+    : AbstractTransport(parameters),
+      config_(readSettings(config)),
+      barrierSliceMs_(limits.barrierSliceMs),
+      queue_(consumersFor(config_.settings.numClients), logger, limits.queue),
+      metrics_(getStatusReporter(), chainId, pluginName, queue_.consumers()),
+      sessions_(config_.settings),
+      live_(queue_.consumers()) {
+  workers_.reserve(queue_.consumers());
+  for (std::size_t client = 0; client < queue_.consumers(); ++client) {
+    workers_.emplace_back(new ClientSessionThread(*this, client));
+  }
+  logger.info("Created %d Client Session Threads", static_cast<std::int32_t>(workers_.size()));
+  metrics_.addClients(workers_.size());
+}
+
+HTTPClient::~HTTPClient() noexcept(false) {
+  shuttingDown_ = true;  // first: the workers' end is then the expected one
+  queue_.terminate();
+  endWorkers();
+  awaitDeliveries();
+}
+
+void HTTPClient::start() {
+  metrics_.setOnline();
+  AutoMutex lock(workersMutex_);
+  // All count as live before the first runs: a barrier must not take a later one for dead.
+  for (std::size_t client = 0; client < workers_.size(); ++client) live_[client] = true;
+  std::size_t started = 0;
+  try {
+    for (; started < workers_.size(); ++started) workers_[started]->start();
+  } catch (...) {
+    for (; started < workers_.size(); ++started) live_[started] = false;
+    throw;
+  }
+}
+
+void HTTPClient::shutdown() {
+  shuttingDown_ = true;
+  if (!isHostShuttingDown() && !isWorkerThread()) drain();
+  queue_.terminate();
+  endWorkers();
+  if (!isWorkerThread()) awaitDeliveries();
+}
+
+void HTTPClient::setNextTowardsHost(std::unique_ptr<HostSide>& next) {
+  AutoMutex lock(responseMutex_);
+  AbstractTransport::setNextTowardsHost(next);
+}
+
+// Puts a barrier behind everything that is queued and waits until all workers have reached it.
+void HTTPClient::drain() {
+  const auto sentinel = std::make_shared<Sentinel>(queue_.consumers());
+  {
+    AutoMutex lock(queue_.mutex());
+    queue_.addSentinel(sentinel, true);
+    queue_.broadcast();
+  }
+  while (!isHostShuttingDown() && canComplete(*sentinel)) {
+    if (sentinel->waitFor(barrierSliceMs_)) return;
+  }
+}
+
+void HTTPClient::endWorkers() {
+  AutoMutex lock(workersMutex_);
+  if (isWorkerThread()) {
+    // A worker cannot wait for itself, nor for one that waits to deliver what comes after the
+    // response that this one is delivering. The destructor waits.
+    for (auto& worker : workers_) worker->signal();
+    return;
+  }
+  while (endingWorkers_) workersEnded_.wait();
+  Workers ending;
+  ending.swap(workers_);
+  endingWorkers_ = true;
+  lock.unlock();
+  for (auto& worker : ending) worker->stop();
+  ending.clear();
+  lock.lock();
+  endingWorkers_ = false;
+  workersEnded_.broadcast();
+}
+
+void HTTPClient::awaitDeliveries() const {
+  for (auto running = deliveries_.load(); running != 0; running = deliveries_.load()) {
+    deliveries_.wait(running);
+  }
+}
+
+bool HTTPClient::isHostShuttingDown() const {
+  bool shuttingDown = false;
+  if (kel_is_host_shutting_down(hostHandle(), &shuttingDown) != 0) {
+    throw std::runtime_error("An error occurred while checking if host is shutting down");
+  }
+  return shuttingDown;
+}
+
+bool HTTPClient::isWorkerThread() const { return workerOf == this; }
+
+void HTTPClient::enterWorkerThread() const { workerOf = this; }
+
+ExchangeContext HTTPClient::exchangeContext() {
+  return {config_.settings, config_.basicAuthentication, keys_, sessions_, metrics_, *this};
+}
+
+void HTTPClient::sendBatchTowardsTransport(Message* first, Message* end) {
+  const DeliveryScope delivery(deliveries_);
+  // A worker is a consumer itself: it must never wait for space that only it may make.
+  const bool noWait = isWorkerThread();
+  captureSchedulableQueue();
+  AutoMutex lock(queue_.mutex());
+  const BroadcastScope broadcast(queue_);
+  for (Message* message = first; message != end; ++message) {
+    if (shuttingDown_) return;
+    enqueue(*message, noWait);
+  }
+}
+
+void HTTPClient::captureSchedulableQueue() {
+  if (!queueCaptureDue_ || shuttingDown_) return;
+  orvex::SchedulableQueue* const current = orvex::getCurrentSchedulableQueue();
+  if (current == nullptr || !queueCaptureDue_.exchange(false)) return;
+  AutoMutex lock(workersMutex_);
+  for (auto& worker : workers_) worker->setSchedulableQueue(current);
+}
+
+void HTTPClient::enqueue(Message& message, bool noWait) {
+  if (queue_.consumers() != 1 && isFlush(message)) {
+    queue_.addSentinel(std::make_shared<Sentinel>(queue_.consumers()), noWait);
+    metrics_.countSerializedRequest();
+  }
+  std::optional<std::uint64_t> hash;
+  const auto key = message.metadata.find(concurrencyKey_);
+  if (key != message.metadata.end()) {
+    if (logger.enabled(LogLevel::Debug)) {
+      logger.debug("HTTPClient - concurrencyControlKey set: %s", hostText(key.value()));
+    }
+    hash = key.value().hash();
+  } else {
+    logger.log(LogLevel::Debug, "HTTPClient - No concurrencyControlKey");
+  }
+  queue_.add(std::move(message), hash, noWait);
+}
+
+bool HTTPClient::isFlush(Message& message) const {
+  const auto flush = message.metadata.find(flushKey_);
+  if (flush == message.metadata.end()) return false;
+  const std::string text = hostText(flush.value());
+  if (ascii::lowered(text) == "false") return false;
+  logger.debug("HTTPClient - concurrencyControlFlush set: %s", text);
+  return true;
+}
+
+Message HTTPClient::nextRequest(std::size_t client) {
+  while (true) {
+    WorkItem item = queue_.take(client);
+    if (auto* const request = std::get_if<Message>(&item)) return std::move(*request);
+    Sentinel& sentinel = *std::get<std::shared_ptr<Sentinel>>(item);
+    sentinel.reach(client);
+    awaitBarrier(sentinel);
+  }
+}
+
+void HTTPClient::awaitBarrier(Sentinel& sentinel) const {
+  while (!isHostShuttingDown() && canComplete(sentinel) && !queue_.isTerminated()) {
+    if (sentinel.waitFor(barrierSliceMs_)) return;
+  }
+}
+
+// False when a worker has ended that would still have to reach the barrier: nobody else takes what
+// is on its list, so that waiting would never end.
+bool HTTPClient::canComplete(Sentinel& sentinel) const {
+  for (std::size_t client = 0; client < live_.size(); ++client) {
+    if (!live_[client] && !sentinel.hasReached(client)) return false;
+  }
+  return true;
+}
+
+void HTTPClient::sendTowardsHost(Message& response, double /*startTime*/,
+                                 std::int64_t status) noexcept {
+  try {
+    AutoMutex lock(responseMutex_);
+    if (!hostSide) throw std::runtime_error("no host side has been set");
+    hostSide->sendBatchTowardsHost(&response, &response + 1);
+    metrics_.countResponse(status);
+  } catch (const std::exception& failure) {
+    logger.log(LogLevel::Error, "HTTPClient - Could not send a response towards the host: %s",
+               failure.what());
+  }
+}
+
+void HTTPClient::publishQueueSize() { metrics_.setQueueSize(queue_.count()); }
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,85 @@
+// http/exchange_fixture.h : one worker's exchange against a scripted server, on the test's thread.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "http/http_exchange.h"
+#include "http/messages.h"
+#include "plugin/status_reporter.h"
+#include "support/fake_host.h"
+#include "support/scripted_server.h"
+
+namespace com::corvane::connectivity::plugins {
+
+/// A port that keeps what it is given.
+class RecordingPort final : public TransportPort {
+ public:
+  void sendTowardsHost(Message& response, double, std::int64_t status) noexcept override {
+    responses.push_back(std::move(response));
+    statuses.push_back(status);
+  }
+  void publishQueueSize() override { ++queueSizePublished; }
+
+  std::vector<Message> responses;
+  std::vector<std::int64_t> statuses;
+  int queueSizePublished = 0;
+};
+
+class ExchangeFixture : public testing::Test {
+ protected:
+  ExchangeFixture() {
+    settings_.host = "127.0.0.1";
+    settings_.timeoutSecs = 5;
+  }
+
+  /// Makes the exchange with the settings as they stand, for a server at `port`.
+  void connectTo(std::uint16_t port, int logLevel = 5, bool basicAuthentication = false) {
+    settings_.port = port;
+    host_.setLogLevel(logLevel);
+    log_ = std::make_unique<connectivity10_15_0::Logger>("category");
+    const ExchangeContext context{settings_, basicAuthentication, keys_, sessions_, metrics_,
+                                  port_};
+    exchange_ = std::make_unique<HttpExchange>(context, ThreadLogger(*log_, 0));
+    host_.clearLines();
+  }
+
+  /// Performs one request and returns its answer.
+  Message& perform(RequestMessage& request) {
+    Message message = request.build();
+    const std::size_t before = port_.responses.size();
+    exchange_->mapMessageToRequest(message);
+    EXPECT_EQ(port_.responses.size(), before + 1) << "not answered exactly once";
+    return port_.responses.back();
+  }
+  Message& perform(RequestMessage&& request) { return perform(request); }
+
+  static std::int64_t status(Message& answer) {
+    return connectivity10_15_0::get<std::int64_t>(at(mapAt(answer.metadata, "http"), "statusCode"));
+  }
+  static std::string reason(Message& answer) {
+    return textAt(mapAt(answer.metadata, "http"), "statusReason");
+  }
+  static std::string body(Message& answer) {
+    return std::string(connectivity10_15_0::get<buffer_t>(answer.payload).view());
+  }
+  std::string overallStatus() const {
+    return host_.statusValue("chain.plugin.status").value_or("");
+  }
+
+  test_support::FakeHost host_;
+  Settings settings_;
+  MessageKeys keys_;
+  SessionFactory sessions_{settings_};
+  connectivity10_15_0::StatusReporter reporter_{nullptr};
+  TransportMetrics metrics_{reporter_, "chain", "plugin", 1};
+  RecordingPort port_;
+  std::unique_ptr<connectivity10_15_0::Logger> log_;
+  std::unique_ptr<HttpExchange> exchange_;
+};
+
+}  // namespace com::corvane::connectivity::plugins

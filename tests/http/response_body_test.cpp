@@ -1,0 +1,145 @@
+#include "http/response_body.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <string>
+
+#include "http/piece_source.h"
+#include "plugin/logger.h"
+#include "runtime/exception.h"
+#include "support/fake_host.h"
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+constexpr int kGzip = 15 + 16;
+constexpr int kZlib = 15;
+constexpr int kRaw = -15;
+
+std::string compressed(const std::string& text, int window) {
+  z_stream stream{};
+  EXPECT_EQ(deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, window, 8, Z_DEFAULT_STRATEGY),
+            Z_OK);
+  std::string result(deflateBound(&stream, text.size()) + 64, '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+  stream.avail_in = static_cast<uInt>(text.size());
+  stream.next_out = reinterpret_cast<Bytef*>(result.data());
+  stream.avail_out = static_cast<uInt>(result.size());
+  EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+  result.resize(stream.total_out);
+  deflateEnd(&stream);
+  return result;
+}
+
+std::string answer(const std::string& coding, const std::string& body) {
+  return "HTTP/1.1 200 OK\r\nContent-Encoding: " + coding +
+         "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+class ResponseBodyTest : public testing::Test {
+ protected:
+  std::string read(const std::string& text, bool hasBody = true) {
+    PieceSource source(text, 100);
+    ResponseReader reader(source);
+    ResponseHead head;
+    reader.readHead(head, !hasBody);
+    body_.read(head, hasBody, reader);
+    reusable_ = reader.reusable();
+    return std::string(body_.view());
+  }
+
+  std::string failure(const std::string& text) {
+    try {
+      return "read " + read(text);
+    } catch (const orvex::StreamException& failed) {
+      return failed.what();
+    }
+  }
+
+  test_support::FakeHost host_;
+  connectivity10_15_0::Logger log_{"category"};
+  ThreadLogger logger_{log_, 0};
+  ResponseBody body_{logger_};
+  bool reusable_ = false;
+};
+
+TEST_F(ResponseBodyTest, ReadsAPlainBodyLargerThanOnePiece) {
+  const std::string text(300000, 'x');
+
+  EXPECT_EQ(read("HTTP/1.1 200 OK\r\nContent-Length: 300000\r\n\r\n" + text), text);
+  EXPECT_EQ(read("HTTP/1.1 200 OK\r\n\r\n" + text), text);
+  EXPECT_EQ(read(answer("identity", "abc")), "abc");
+  EXPECT_EQ(read(answer("empty", "abc")), "abc");
+}
+
+TEST_F(ResponseBodyTest, InflatesGzipAndBothFormsOfDeflate) {
+  const std::string text(200000, 'y');
+
+  EXPECT_EQ(read(answer("gzip", compressed(text, kGzip))), text);
+  EXPECT_TRUE(reusable_);
+  EXPECT_EQ(read(answer("deflate", compressed(text, kZlib))), text);
+  EXPECT_EQ(read(answer("deflate", compressed(text, kRaw))), text);
+}
+
+TEST_F(ResponseBodyTest, InflatesEveryMemberOfAGzipBody) {
+  const std::string body = compressed("one ", kGzip) + compressed("two ", kGzip) +
+                           compressed(std::string(1000, 'z'), kGzip);
+
+  EXPECT_EQ(read(answer("gzip", body)), "one two " + std::string(1000, 'z'));
+}
+
+TEST_F(ResponseBodyTest, IgnoresBytesBehindTheCodedStreamAndKeepsTheConnection) {
+  EXPECT_EQ(read(answer("gzip", compressed("text", kGzip) + "trailing bytes")), "text");
+  EXPECT_TRUE(reusable_);
+}
+
+TEST_F(ResponseBodyTest, DecodesAnEmptyBodyToAnEmptyBody) {
+  EXPECT_EQ(read(answer("gzip", "")), "");
+  EXPECT_EQ(read(answer("deflate", "")), "");
+}
+
+TEST_F(ResponseBodyTest, DecodesNothingWhereNoBodyBelongs) {
+  EXPECT_EQ(read("HTTP/1.1 304 Not Modified\r\nContent-Encoding: gzip\r\n\r\n", false), "");
+}
+
+TEST_F(ResponseBodyTest, RaisesASeriousErrorForACorruptOrShortStream) {
+  const std::string body = compressed(std::string(5000, 'a'), kGzip);
+  std::string corrupt = body;
+  corrupt[body.size() - 6] ^= 1;  // in the checksum
+
+  const std::string serious = "Error processing response stream: Serious I/O error";
+  EXPECT_EQ(failure(answer("gzip", corrupt)), serious);
+  EXPECT_EQ(failure(answer("gzip", "no gzip at all")), serious);
+  for (std::size_t cut = 1; cut < body.size(); ++cut) {
+    EXPECT_EQ(failure(answer("gzip", body.substr(0, cut))), serious) << cut;
+  }
+}
+
+TEST_F(ResponseBodyTest, RaisesAnIoErrorWhenTheFramingOfACodedBodyIsCut) {
+  const std::string whole = answer("gzip", compressed("text", kGzip) + "tail");
+
+  EXPECT_EQ(failure(whole.substr(0, whole.size() - 1)),
+            "Error processing response stream: I/O error");
+}
+
+TEST_F(ResponseBodyTest, DeliversATextInPlaceOfABodyInAnUnknownCoding) {
+  EXPECT_EQ(read(answer("br", "whatever")), "Unsupported Media Type: br");
+  EXPECT_TRUE(reusable_);
+  EXPECT_EQ(read(answer("GZIP", "x")), "Unsupported Media Type: GZIP");
+  EXPECT_EQ(read(answer("gzip, deflate", "x")), "Unsupported Media Type: gzip, deflate");
+
+  const auto lines = host_.lines();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0].level, 3);
+  EXPECT_EQ(lines[0].format, "<%s> {%I64u} %s");
+  EXPECT_EQ(lines[0].text, "<category> {0} Unsupported Media Type: br");
+}
+
+TEST_F(ResponseBodyTest, DropsTheConnectionRatherThanDrainAnUnknownCodingOfAnySize) {
+  EXPECT_EQ(read(answer("br", std::string(3 * 1024 * 1024, 'x'))), "Unsupported Media Type: br");
+  EXPECT_FALSE(reusable_);
+}
+
+}  // namespace
+}  // namespace com::corvane::connectivity::plugins

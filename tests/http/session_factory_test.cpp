@@ -1,0 +1,243 @@
+#include "http/session_factory.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Net/InvalidCertificateHandler.h>
+#include <Poco/Net/SSLManager.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "http/exchange_fixture.h"
+#include "support/certificates.h"
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+using test_support::CertificateAuthority;
+using test_support::CertificateText;
+using test_support::Connection;
+using test_support::ScriptedServer;
+using test_support::TempDir;
+using test_support::TlsIdentity;
+
+constexpr char kAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+
+// What other code in the host's process may have set up for itself.
+class AcceptingHandler final : public Poco::Net::InvalidCertificateHandler {
+ public:
+  AcceptingHandler() : InvalidCertificateHandler(false) {}
+  void onInvalidCertificate(const void*, Poco::Net::VerificationErrorArgs& error) override {
+    error.setIgnoreError(true);
+  }
+};
+
+class SessionFactoryTest : public ExchangeFixture {
+ protected:
+  void makeSession() {
+    host_.setLogLevel(4);
+    connectivity10_15_0::Logger log("category");
+    const ThreadLogger logger(log, 2);
+    sessions_.create(settings_.host, static_cast<std::uint64_t>(settings_.port), logger);
+  }
+
+  /// The status of one request to a TLS server that shows the identity, and trusts `authority_`.
+  std::int64_t statusFrom(const TlsIdentity& identity) {
+    ScriptedServer server(identity, ScriptedServer::answeringAll(kAnswer));
+    settings_.tls = true;
+    connectTo(server.port());
+    Message& answer = perform(RequestMessage("GET", "/", ""));
+    lastReason_ = reason(answer);
+    exchange_->close();
+    return status(answer);
+  }
+
+  void trustAuthority() { settings_.tlsCertificateAuthorityFile = authority_.certificateFile(); }
+
+  TempDir dir_;
+  CertificateAuthority authority_{dir_};
+  std::string lastReason_;
+};
+
+TEST_F(SessionFactoryTest, SaysWhereItWillConnect) {
+  settings_.host = "server";
+  settings_.port = 8080;
+  settings_.basePath = "/api";
+
+  makeSession();
+
+  ASSERT_EQ(host_.lines().size(), 1u);
+  EXPECT_EQ(host_.lines()[0].level, 4);
+  EXPECT_EQ(host_.lines()[0].text, "<category> {2} Connecting to http://server:8080/api");
+}
+
+TEST_F(SessionFactoryTest, SaysThatItWillUseTlsAndWhichAuthorities) {
+  settings_.host = "server";
+  settings_.port = 443;
+  settings_.tls = true;
+  makeSession();
+  EXPECT_EQ(host_.texts(),
+            std::vector<std::string>{"<category> {2} Connecting to https://server:443"});
+
+  host_.clearLines();
+  trustAuthority();
+  makeSession();
+  EXPECT_EQ(host_.texts(),
+            std::vector<std::string>{"<category> {2} Connecting to https://server:443 using CA "
+                                     "file " +
+                                     authority_.certificateFile()});
+}
+
+TEST_F(SessionFactoryTest, SaysThatItWillUseAProxy) {
+  settings_.host = "server";
+  settings_.port = 80;
+  settings_.proxyHost = "proxy";
+  settings_.proxyPort = 3128;
+
+  makeSession();
+
+  EXPECT_EQ(host_.texts(), (std::vector<std::string>{
+                               "<category> {2} Connecting to http://server:80",
+                               "<category> {2} Connecting via proxy server http://proxy:3128"}));
+}
+
+TEST_F(SessionFactoryTest, UsesNoProxyWithoutAProxyHost) {
+  settings_.proxyPort = 3128;
+  settings_.proxyUser = "user";
+  settings_.port = 80;
+
+  makeSession();
+
+  EXPECT_EQ(host_.texts().size(), 1u);
+}
+
+TEST_F(SessionFactoryTest, FailsForAnAuthorityFileThatCannotBeRead) {
+  settings_.tls = true;
+  settings_.tlsCertificateAuthorityFile = dir_.file("missing.pem");
+  settings_.port = 443;
+
+  try {
+    makeSession();
+    FAIL() << "loaded a file that is not there";
+  } catch (const Poco::Exception& failure) {
+    EXPECT_THAT(failure.displayText(), testing::HasSubstr("missing.pem"));
+  }
+}
+
+TEST_F(SessionFactoryTest, SpeaksTlsToAServerThatItTrusts) {
+  trustAuthority();
+
+  EXPECT_EQ(statusFrom(authority_.issue()), 200);
+}
+
+TEST_F(SessionFactoryTest, RefusesAServerThatNobodyVouchesFor) {
+  EXPECT_EQ(statusFrom(authority_.issue()), 400);
+  EXPECT_EQ(statusFrom(selfSigned(dir_, "self")), 400);
+}
+
+TEST_F(SessionFactoryTest, AcceptsAnyServerWhenToldTo) {
+  settings_.tlsAcceptUnrecognizedCertificates = true;
+
+  EXPECT_EQ(statusFrom(selfSigned(dir_, "self")), 200);
+}
+
+TEST_F(SessionFactoryTest, RefusesACertificateForAnotherHost) {
+  trustAuthority();
+  CertificateText other;
+  other.commonName = "other";
+  other.dnsNames = {"other"};
+  other.addresses = {"127.0.0.2"};
+
+  EXPECT_EQ(statusFrom(authority_.issue(other)), 400);
+}
+
+TEST_F(SessionFactoryTest, RefusesAnExpiredCertificate) {
+  trustAuthority();
+  CertificateText expired;
+  expired.validFromDays = -10;
+  expired.validUntilDays = -1;
+
+  EXPECT_EQ(statusFrom(authority_.issue(expired)), 400);
+}
+
+TEST_F(SessionFactoryTest, IsNotTalkedIntoTrustByOtherUsersOfTheLibrary) {
+  Poco::Net::SSLManager::instance().initializeClient(nullptr, new AcceptingHandler(), nullptr);
+
+  EXPECT_EQ(statusFrom(selfSigned(dir_, "self")), 400);
+
+  Poco::Net::SSLManager::instance().shutdown();
+}
+
+TEST_F(SessionFactoryTest, IgnoresTheProcessWideProxy) {
+  Poco::Net::HTTPClientSession::ProxyConfig global;
+  global.host = "127.0.0.1";
+  global.port = 1;
+  Poco::Net::HTTPClientSession::setGlobalProxyConfig(global);
+  ScriptedServer server(ScriptedServer::answeringAll(kAnswer));
+  connectTo(server.port());
+
+  EXPECT_EQ(status(perform(RequestMessage("GET", "/", ""))), 200);
+
+  Poco::Net::HTTPClientSession::setGlobalProxyConfig({});
+}
+
+TEST_F(SessionFactoryTest, AsksAProxyForTheWholeUri) {
+  ScriptedServer proxy(ScriptedServer::answeringAll(kAnswer));
+  settings_.proxyHost = "127.0.0.1";
+  settings_.proxyPort = proxy.port();
+  settings_.host = "server.invalid";
+  connectTo(8080);
+
+  EXPECT_EQ(status(perform(RequestMessage("GET", "/path", ""))), 200);
+
+  const auto request = proxy.waitForRequests(1)[0];
+  EXPECT_EQ(request.target, "http://server.invalid:8080/path");
+  EXPECT_EQ(request.value("host"), "server.invalid:8080");
+  EXPECT_FALSE(request.has("proxy-authorization"));
+}
+
+TEST_F(SessionFactoryTest, ShowsTheProxyItsCredentials) {
+  ScriptedServer proxy(ScriptedServer::answeringAll(kAnswer));
+  settings_.proxyHost = "127.0.0.1";
+  settings_.proxyPort = proxy.port();
+  settings_.proxyAuthenticationType = "http_basic";
+  settings_.proxyUser = "Aladdin";
+  settings_.proxyPassword = "open sesame";
+  connectTo(8080);
+
+  perform(RequestMessage("GET", "/", ""));
+
+  EXPECT_EQ(proxy.waitForRequests(1)[0].value("proxy-authorization"),
+            "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ==");
+}
+
+TEST_F(SessionFactoryTest, TunnelsTlsThroughAProxy) {
+  trustAuthority();
+  const TlsIdentity identity = authority_.issue();
+  ScriptedServer proxy([&](Connection& connection) {
+    const auto connect = connection.readRequest();
+    if (!connect || connect->method != "CONNECT") return;
+    connection.send("HTTP/1.1 200 Connection established\r\n\r\n");
+    if (!connection.startTls(identity)) return;
+    while (connection.readRequest()) connection.send(kAnswer);
+  });
+  settings_.proxyHost = "127.0.0.1";
+  settings_.proxyPort = proxy.port();
+  settings_.tls = true;
+  connectTo(8443);
+
+  EXPECT_EQ(status(perform(RequestMessage("GET", "/path", ""))), 200);
+  EXPECT_EQ(status(perform(RequestMessage("GET", "/path", ""))), 200);
+
+  const auto requests = proxy.waitForRequests(3);
+  EXPECT_EQ(requests[0].target, "127.0.0.1:8443");
+  EXPECT_FALSE(requests[0].has("proxy-authorization"));
+  EXPECT_EQ(requests[1].target, "/path");
+  EXPECT_EQ(proxy.connectionCount(), 1u);
+}
+
+}  // namespace
+}  // namespace com::corvane::connectivity::plugins

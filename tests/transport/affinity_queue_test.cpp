@@ -1,0 +1,314 @@
+#include "transport/affinity_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "model/get.h"
+#include "support/fake_host.h"
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+using connectivity10_15_0::data_t;
+using connectivity10_15_0::get;
+using connectivity10_15_0::Logger;
+using connectivity10_15_0::Message;
+
+constexpr char kFull[] =
+    "<%s> AffinityQueue is full, must wait for something to be removed before adding more items - "
+    "%d";
+
+WorkItem request(std::int64_t number) {
+  Message message;
+  message.payload = data_t(number);
+  return message;
+}
+
+std::int64_t numberOf(WorkItem& item) { return get<std::int64_t>(std::get<Message>(item).payload); }
+
+class AffinityQueueTest : public testing::Test {
+ protected:
+  static AffinityQueue::Limits smallLimits() { return {4, 2, 5}; }
+
+  AffinityQueueTest() { host_.setLogLevel(6); }
+
+  static void add(AffinityQueue& queue, std::int64_t number,
+                  std::optional<std::uint64_t> hash = std::nullopt, bool noWait = false) {
+    orvex::AutoMutex lock(queue.mutex());
+    queue.add(request(number), hash, noWait);
+    queue.broadcast();
+  }
+
+  static std::int64_t take(AffinityQueue& queue, std::size_t consumer) {
+    WorkItem item = queue.take(consumer);
+    return numberOf(item);
+  }
+
+  static std::string takeFailure(AffinityQueue& queue) {
+    try {
+      queue.take(0);
+    } catch (const std::runtime_error& failure) {
+      return failure.what();
+    }
+    return "took an item";
+  }
+
+  // Takes one item; false when the queue has been terminated.
+  static bool takeOrEnd(AffinityQueue& queue, std::size_t consumer) {
+    try {
+      queue.take(consumer);
+      return true;
+    } catch (const std::runtime_error&) {
+      return false;
+    }
+  }
+
+  test_support::FakeHost host_;
+  Logger logger_{"queue"};
+};
+
+TEST_F(AffinityQueueTest, RefusesToHaveNoConsumers) {
+  try {
+    AffinityQueue queue(0, logger_);
+    FAIL() << "made a queue for nobody";
+  } catch (const std::runtime_error& failure) {
+    EXPECT_STREQ(failure.what(), "Must have at least one consumer");
+  }
+}
+
+TEST_F(AffinityQueueTest, GivesOneConsumerEverythingInOrder) {
+  AffinityQueue queue(1, logger_);
+
+  for (std::int64_t i = 0; i < 6; ++i) {
+    add(queue, i, i % 2 == 0 ? std::optional<std::uint64_t>(17 * i) : std::nullopt);
+  }
+
+  EXPECT_EQ(queue.count(), 6u);
+  for (std::int64_t i = 0; i < 6; ++i) EXPECT_EQ(take(queue, 0), i);
+  EXPECT_EQ(queue.count(), 0u);
+}
+
+TEST_F(AffinityQueueTest, GivesKeyedItemsToTheirConsumerOnly) {
+  AffinityQueue queue(2, logger_);
+
+  add(queue, 10, 0);
+  add(queue, 11, 1);
+  add(queue, 20, 2);
+  add(queue, 21, 3);
+
+  EXPECT_EQ(take(queue, 1), 11);
+  EXPECT_EQ(take(queue, 1), 21);
+  EXPECT_EQ(take(queue, 0), 10);
+  EXPECT_EQ(take(queue, 0), 20);
+}
+
+TEST_F(AffinityQueueTest, GivesAnUnkeyedItemToTheFirstConsumerThatReachesIt) {
+  AffinityQueue queue(3, logger_);
+  add(queue, 1, 0);
+  add(queue, 2);
+  add(queue, 3, 0);
+  add(queue, 4);
+  add(queue, 5, 1);
+
+  EXPECT_EQ(take(queue, 1), 2);
+  EXPECT_EQ(take(queue, 0), 1);
+  EXPECT_EQ(take(queue, 0), 3);
+  EXPECT_EQ(take(queue, 2), 4);
+  EXPECT_EQ(take(queue, 1), 5);
+  EXPECT_EQ(queue.count(), 0u);
+}
+
+TEST_F(AffinityQueueTest, RunsTheTakeActionWhileItHoldsTheMutex) {
+  AffinityQueue queue(1, logger_);
+  add(queue, 1);
+  bool ran = false;
+
+  queue.take(0, [&] {
+    ran = true;
+    EXPECT_EQ(queue.count(), 0u);
+  });
+
+  EXPECT_TRUE(ran);
+}
+
+TEST_F(AffinityQueueTest, WakesAConsumerThatWaits) {
+  AffinityQueue queue(2, logger_);
+  std::int64_t taken = 0;
+  std::thread consumer([&] { taken = take(queue, 1); });
+
+  add(queue, 42, 1);
+  consumer.join();
+
+  EXPECT_EQ(taken, 42);
+}
+
+TEST_F(AffinityQueueTest, EndsAWaitingTakeWhenTerminated) {
+  AffinityQueue queue(1, logger_);
+  std::string failure;
+  std::thread consumer([&] { failure = takeFailure(queue); });
+
+  queue.terminate();
+  consumer.join();
+
+  EXPECT_EQ(failure, "This queue has been terminated");
+}
+
+TEST_F(AffinityQueueTest, PrefersItsEndOverItemsThatWait) {
+  AffinityQueue queue(1, logger_);
+  add(queue, 1);
+
+  queue.terminate();
+
+  EXPECT_EQ(takeFailure(queue), "This queue has been terminated");
+  EXPECT_EQ(takeFailure(queue), "This queue has been terminated");
+}
+
+TEST_F(AffinityQueueTest, StillAddsWithoutWaitingWhenTerminated) {
+  AffinityQueue queue(1, logger_, smallLimits());
+  queue.terminate();
+
+  for (std::int64_t i = 0; i < 10; ++i) add(queue, i);
+
+  EXPECT_EQ(queue.count(), 10u);
+}
+
+TEST_F(AffinityQueueTest, ExceedsItsCapacityForThoseThatMustNotWait) {
+  AffinityQueue queue(1, logger_, smallLimits());
+
+  for (std::int64_t i = 0; i < 10; ++i) add(queue, i, 0, true);
+
+  EXPECT_EQ(queue.count(), 10u);
+  EXPECT_TRUE(host_.lines().empty());
+}
+
+TEST_F(AffinityQueueTest, HoldsAProducerBackWhileItIsFull) {
+  AffinityQueue queue(1, logger_, smallLimits());
+  for (std::int64_t i = 0; i < 4; ++i) add(queue, i);
+  std::atomic<bool> added = false;
+  std::thread producer([&] {
+    add(queue, 4);
+    added = true;
+  });
+  host_.waitForLine([](const auto& line) { return line.format == kFull; });
+
+  EXPECT_FALSE(added);
+  EXPECT_EQ(take(queue, 0), 0);
+  producer.join();
+
+  EXPECT_EQ(queue.count(), 4u);
+  const auto lines = host_.lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].level, 5);
+  EXPECT_EQ(lines[0].text,
+            "<queue> AffinityQueue is full, must wait for something to be removed before adding "
+            "more items - 4");
+}
+
+// A producer that finds the queue full, and is let in by one take once it waits.
+TEST_F(AffinityQueueTest, ReportsFullnessAgainOnlyAfterItHasDrained) {
+  AffinityQueue queue(1, logger_, smallLimits());
+  for (std::int64_t i = 0; i < 4; ++i) add(queue, i);
+  const auto letOneIn = [&] {
+    std::thread producer([&] { add(queue, 9); });
+    take(queue, 0);
+    producer.join();
+  };
+  const auto reported = [&] { return host_.lines().size(); };
+  std::thread producer([&] { add(queue, 4); });
+  host_.waitForLine([](const auto& line) { return line.format == kFull; });
+  take(queue, 0);
+  producer.join();
+
+  for (int i = 0; i < 100; ++i) letOneIn();  // never below 3 items
+  EXPECT_EQ(reported(), 1u);
+
+  host_.clearLines();
+  while (queue.count() > 2) take(queue, 0);
+  while (queue.count() < 4) add(queue, 5);  // the first of these arms the line again
+  std::thread late([&] { add(queue, 6); });
+  host_.waitForLine([&](const auto& line) { return line.format == kFull; });
+  take(queue, 0);
+  late.join();
+  EXPECT_EQ(reported(), 1u);
+}
+
+TEST_F(AffinityQueueTest, LetsABatchLargerThanItselfThroughWhenConsumersSleep) {
+  AffinityQueue queue(2, logger_, smallLimits());
+  std::atomic<int> taken = 0;
+  const auto consume = [&](std::size_t consumer) {
+    while (takeOrEnd(queue, consumer)) ++taken;
+  };
+  std::thread first(consume, 0);
+  std::thread second(consume, 1);
+
+  {
+    orvex::AutoMutex lock(queue.mutex());
+    for (std::int64_t i = 0; i < 6; ++i) queue.add(request(i), std::nullopt, false);
+    queue.broadcast();
+  }
+  while (queue.count() > 0) std::this_thread::yield();
+  queue.terminate();
+  first.join();
+  second.join();
+
+  EXPECT_EQ(taken, 6);
+}
+
+TEST_F(AffinityQueueTest, EndsTheWaitOfAProducerWhenTerminated) {
+  AffinityQueue queue(1, logger_, smallLimits());
+  for (std::int64_t i = 0; i < 4; ++i) add(queue, i);
+  std::thread producer([&] { add(queue, 4); });
+  host_.waitForLine([](const auto& line) { return line.format == kFull; });
+
+  queue.terminate();
+  producer.join();
+
+  EXPECT_EQ(queue.count(), 5u);
+}
+
+TEST_F(AffinityQueueTest, KeepsTwoBarriersInOneOrderOnEveryList) {
+  constexpr int kRounds = 1000;
+  AffinityQueue queue(2, logger_, smallLimits());
+  const auto produce = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      orvex::AutoMutex lock(queue.mutex());
+      queue.addSentinel(std::make_shared<Sentinel>(2), false);
+      queue.broadcast();
+    }
+  };
+  std::vector<Sentinel*> seen[2];
+  std::vector<WorkItem> keep[2];
+  const auto consume = [&](std::size_t consumer) {
+    for (int i = 0; i < 2 * kRounds; ++i) {
+      keep[consumer].push_back(queue.take(consumer));
+      seen[consumer].push_back(std::get<std::shared_ptr<Sentinel>>(keep[consumer].back()).get());
+    }
+  };
+  std::vector<std::thread> threads;
+  threads.emplace_back(produce);
+  threads.emplace_back(produce);
+  threads.emplace_back(consume, 0);
+  threads.emplace_back(consume, 1);
+  for (auto& thread : threads) thread.join();
+
+  EXPECT_EQ(seen[0], seen[1]);
+}
+
+TEST_F(AffinityQueueTest, PassesItsCapacityByOneBarrierAtTheMost) {
+  AffinityQueue queue(3, logger_, smallLimits());
+  for (std::int64_t i = 0; i < 3; ++i) add(queue, i);
+
+  orvex::AutoMutex lock(queue.mutex());
+  queue.addSentinel(std::make_shared<Sentinel>(3), false);
+
+  EXPECT_EQ(queue.count(), 6u);
+}
+
+}  // namespace
+}  // namespace com::corvane::connectivity::plugins
