@@ -3,12 +3,10 @@
 #include <array>
 #include <optional>
 #include <stdexcept>
-#include <type_traits>
 #include <utility>
 #include <variant>
 
 #include "config/extraction.h"
-#include "model/get.h"
 
 namespace com::corvane::connectivity::plugins {
 

@@ -33,7 +33,7 @@ list_t list_t::copy() const {
 
 const data_t& list_t::operator[](std::uint64_t index) const {
   if (index >= size()) throw std::runtime_error("Out of bounds");
-  return reinterpret_cast<const data_t*>(block_ + 1)[index];
+  return elements()[index];
 }
 
 void list_t::const_iterator::check() const {
@@ -42,7 +42,8 @@ void list_t::const_iterator::check() const {
 
 const data_t& list_t::const_iterator::operator*() const {
   check();
-  return reinterpret_cast<const data_t*>(owner_->block_ + 1)[index_];
+  if (owner_->block_ == nullptr || index_ >= count_) throw std::runtime_error("Out of bounds");
+  return owner_->elements()[index_];
 }
 
 list_t::const_iterator& list_t::const_iterator::operator++() {
@@ -53,6 +54,7 @@ list_t::const_iterator& list_t::const_iterator::operator++() {
 
 bool list_t::const_iterator::operator==(const const_iterator& other) const {
   check();
+  other.check();
   return index_ == other.index_;
 }
 

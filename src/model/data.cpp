@@ -59,14 +59,6 @@ bool equalMaps(const map_t& left, const map_t& right) {
   return true;
 }
 
-template <typename Block>
-kel_data record(std::int32_t tag, Block* block) noexcept {
-  kel_data value{};
-  value.tag = tag;
-  value.payload.bits = reinterpret_cast<std::uint64_t>(block);
-  return value;
-}
-
 }  // namespace
 
 const char* typeName(std::int32_t tag) {
@@ -90,10 +82,22 @@ data_t::data_t(const char* text) : data_t() {
   value_.tag = KEL_TAG_STRING;
 }
 
-data_t::data_t(map_t&& map) noexcept : value_(record(KEL_TAG_MAP, map.release())) {}
-data_t::data_t(list_t&& list) noexcept : value_(record(KEL_TAG_LIST, list.release())) {}
-data_t::data_t(buffer_t&& buffer) noexcept : value_(record(KEL_TAG_BUFFER, buffer.release())) {}
-data_t::data_t(custom_t&& custom) noexcept : value_(record(KEL_TAG_CUSTOM, custom.release())) {}
+data_t::data_t(map_t&& map) noexcept : data_t() {
+  value_.payload.map = map.release();
+  value_.tag = KEL_TAG_MAP;
+}
+data_t::data_t(list_t&& list) noexcept : data_t() {
+  value_.payload.list = list.release();
+  value_.tag = KEL_TAG_LIST;
+}
+data_t::data_t(buffer_t&& buffer) noexcept : data_t() {
+  value_.payload.buffer = buffer.release();
+  value_.tag = KEL_TAG_BUFFER;
+}
+data_t::data_t(custom_t&& custom) noexcept : data_t() {
+  value_.payload.custom = custom.release();
+  value_.tag = KEL_TAG_CUSTOM;
+}
 
 data_t& data_t::operator=(data_t&& other) noexcept {
   data_t taken(std::move(other));

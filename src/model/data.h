@@ -38,7 +38,7 @@ class data_t {
   data_t() noexcept : value_{} {}
 
   template <std::same_as<bool> T>
-  data_t(T value) noexcept : data_t() {  // all eight bytes are settled: equal values look equal
+  data_t(T value) noexcept : data_t() {  // the other seven payload bytes are zero, not left over
     value_.payload.boolean = value ? 1 : 0;
     value_.tag = KEL_TAG_BOOLEAN;
   }
@@ -69,7 +69,9 @@ class data_t {
   data_t& operator=(data_t&& other) noexcept;
   data_t(const data_t&) = delete;
   data_t& operator=(const data_t&) = delete;
-  ~data_t() { free(value_); }
+  ~data_t() {
+    if (ownsPayload()) free(value_);
+  }
 
   /// A deep copy, made by the host. A borrowed string becomes an owned one.
   data_t copy() const;
@@ -109,6 +111,10 @@ class data_t {
   template <typename T>
   friend class GetVisitor;
 
+  // The kinds from "string" to "custom".
+  bool ownsPayload() const noexcept {
+    return value_.tag >= KEL_TAG_STRING && value_.tag <= KEL_TAG_CUSTOM;
+  }
   static void free(kel_data& value) noexcept;
 
   kel_data value_;

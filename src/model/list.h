@@ -3,7 +3,7 @@
 // Threads:   one thread at a time.
 // Ownership: owns its block, freed with every element through the host.
 // Errors:    std::runtime_error "Iterator invalidated by modifying list", see iterator_checks.h;
-//            "Out of bounds".
+//            "Out of bounds" for an element that is not there.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ namespace com::corvane::connectivity10_15_0 {
 
 class list_t {
  public:
-  /// A position, valid as long as the element count stays.
+  /// A position, valid as long as the element count stays; each use checks that.
   class const_iterator {
    public:
     const data_t& operator*() const;
@@ -56,6 +56,9 @@ class list_t {
   const_iterator end() const { return {this, size()}; }
 
  private:
+  // REQUIRES: there is a block.
+  const data_t* elements() const { return reinterpret_cast<const data_t*>(block_ + 1); }
+
   list_block* block_ = nullptr;
 };
 

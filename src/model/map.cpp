@@ -9,18 +9,8 @@
 namespace com::corvane::connectivity10_15_0 {
 namespace {
 
-constexpr std::uint64_t kDeletedHash = 1;
 constexpr std::uint64_t kLeastCapacity = 8;
 constexpr double kMostLoad = 0.75;
-
-// A position that was checked stands still while the count does: probing compares what it began
-// with, because comparing keys may run into a container that changes.
-void checkUnchanged(const map_block* now, const map_block* block, std::uint64_t capacity,
-                    std::uint64_t count) {
-  if (now == block && (now == nullptr || (now->capacity == capacity && now->count == count)))
-    return;
-  iterator_checks::fail(iterator_checks::kMapModified);
-}
 
 }  // namespace
 
@@ -65,27 +55,20 @@ map_t::const_iterator map_t::end() const { return {this, capacity()}; }
 map_t::Located map_t::locate(const data_t& key, std::uint64_t hash) const {
   Located result;
   if (capacity() == 0) return result;
-  const map_block* const block = block_;
-  const std::uint64_t slotCount = block->capacity;
-  const std::uint64_t count = block->count;
-  const std::uint64_t start = hash % slotCount;
-  std::uint64_t index = start;
+  const std::uint64_t start = hash % capacity();
+  const_iterator probe(this, start);
   do {
-    checkUnchanged(block_, block, slotCount, count);
-    const Slot& slot = slots()[index];
-    const bool hasNoKey = slot.key.isEmpty();
-    if (hasNoKey && slot.hash == 0) {
-      if (result.vacant == kNone) result.vacant = index;
-      return result;
-    }
-    if (hasNoKey && slot.hash == kDeletedHash) {
-      if (result.vacant == kNone) result.vacant = index;
+    probe.check();
+    const Slot& slot = probe.slots_[probe.index_];
+    if (slot.isFree() || slot.isDeleted()) {
+      if (result.vacant == kNone) result.vacant = probe.index_;
+      if (slot.isFree()) return result;
     } else if (slot.hash == hash && slot.key == key) {
-      result.found = index;
+      result.found = probe.index_;
       return result;
     }
-    index = index + 1 == slotCount ? 0 : index + 1;
-  } while (index != start);
+    probe.index_ = probe.index_ + 1 == probe.capacity_ ? 0 : probe.index_ + 1;
+  } while (probe.index_ != start);
   return result;
 }
 
@@ -149,14 +132,15 @@ std::pair<map_t::iterator, bool> map_t::insert(const MapKey& key, data_t value) 
 }
 
 void map_t::erase(iterator position) {
-  position.check();
-  if (position.index_ == position.capacity_) return;
-  Slot& slot = slots()[position.index_];
+  if (position == end()) return;
+  Slot& slot = position.slot();
+  if (slot.isFree() || slot.isDeleted()) return;  // emptied through another position
+  map_block& block = *position.owner_->block_;
   const data_t key = std::move(slot.key);
   const data_t value = std::move(slot.value);
   slot.hash = kDeletedHash;
-  --block_->count;
-  ++block_->deleted;
+  --block.count;
+  ++block.deleted;
 }
 
 template <bool isConst>
@@ -176,31 +160,32 @@ void map_t::Position<isConst>::check() const {
 }
 
 template <bool isConst>
+map_t::Slot& map_t::Position<isConst>::slot() const {
+  check();
+  if (isAtEnd()) throw std::runtime_error("Out of bounds");
+  return owner_->slots()[index_];
+}
+
+template <bool isConst>
 void map_t::Position<isConst>::skipUnoccupied() {
-  // With the checks switched off the block may be another one by now: look at the owner's.
   const Slot* const slots = owner_->slots();
-  while (index_ < owner_->capacity() && slots[index_].hash <= kDeletedHash &&
-         slots[index_].key.isEmpty()) {
-    ++index_;
-  }
+  while (!isAtEnd() && (slots[index_].isFree() || slots[index_].isDeleted())) ++index_;
 }
 
 template <bool isConst>
 const data_t& map_t::Position<isConst>::key() const {
-  check();
-  return owner_->slots()[index_].key;
+  return slot().key;
 }
 
 template <bool isConst>
 typename map_t::Position<isConst>::Value& map_t::Position<isConst>::value() const {
-  check();
-  return owner_->slots()[index_].value;
+  return slot().value;
 }
 
 template <bool isConst>
 map_t::Position<isConst>& map_t::Position<isConst>::operator++() {
   check();
-  ++index_;
+  if (!isAtEnd()) ++index_;
   skipUnoccupied();
   return *this;
 }
@@ -210,7 +195,7 @@ bool map_t::Position<isConst>::operator==(const Position& other) const {
   if (owner_ != other.owner_) iterator_checks::fail(iterator_checks::kDifferentMaps);
   check();
   other.check();
-  return index_ == other.index_;
+  return index_ == other.index_ || (isAtEnd() && other.isAtEnd());
 }
 
 template class map_t::Position<false>;

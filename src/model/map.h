@@ -7,7 +7,8 @@
 //            empty map.
 // Errors:    std::runtime_error "Iterator invalidated by modifying map", "Invalid comparison of
 //            iterators into different maps" (see iterator_checks.h), "Cannot use custom values as a
-//            key", "Cannot insert into a map that the host does not grow".
+//            key", "Cannot insert into a map that the host does not grow", "Out of bounds" for
+//            the entry at an end position.
 // Invariants: entries plus deleted slots fill at most three quarters of the capacity after an
 //            insertion; capacity never shrinks. Iteration is in slot order.
 #pragma once
@@ -23,16 +24,26 @@
 namespace com::corvane::connectivity10_15_0 {
 
 class map_t {
+  // Of the slots without an entry, whose keys are empty. An entry may have an empty key too: its
+  // hash is another one.
+  static constexpr std::uint64_t kFreeHash = 0;
+  static constexpr std::uint64_t kDeletedHash = 1;
+
   // A slot of the block, seen as values.
   struct Slot {
     std::uint64_t hash;
     data_t key;
     data_t value;
+    bool isFree() const noexcept { return hash == kFreeHash && key.isEmpty(); }
+    bool isDeleted() const noexcept { return hash == kDeletedHash && key.isEmpty(); }
   };
   static_assert(sizeof(Slot) == sizeof(kel_map_slot));
 
  public:
-  /// A position: valid as long as block, capacity and entry count stay as they were.
+  /// A position: valid as long as block, capacity and entry count stay as they were; each use
+  /// checks that. Where the checks are switched off, a position that is no longer valid goes on
+  /// over the slots that the map has now, up to the capacity that it had, and never outside of
+  /// them.
   template <bool isConst>
   class Position {
     using Owner = std::conditional_t<isConst, const map_t, map_t>;
@@ -50,6 +61,8 @@ class map_t {
     friend class map_t;
     Position(Owner* owner, std::uint64_t index);
     void check() const;
+    bool isAtEnd() const { return index_ >= capacity_ || index_ >= owner_->capacity(); }
+    Slot& slot() const;
     void skipUnoccupied();
 
     Owner* owner_;
@@ -93,7 +106,7 @@ class map_t {
   std::pair<iterator, bool> insert(data_t key, data_t value);
   std::pair<iterator, bool> insert(const MapKey& key, data_t value);
 
-  /// Removes the entry at a position; end() is no error.
+  /// Removes the entry at a position and releases it; at end() nothing happens.
   void erase(iterator position);
 
  private:

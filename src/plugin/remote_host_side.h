@@ -14,7 +14,6 @@ class RemoteHostSide final : public HostSide {
  public:
   RemoteHostSide(void* hostElement, kel_batch_function batch)
       : hostElement_(hostElement), batch_(batch) {}
-  ~RemoteHostSide() noexcept(false) override = default;
 
   void sendBatchTowardsHost(Message* first, Message* end) override;
 

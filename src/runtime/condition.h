@@ -1,5 +1,4 @@
-// runtime/condition.h : waiting, with a mutex held, until another thread says that something
-// changed.
+// runtime/condition.h : waiting until another thread says that something has changed.
 //
 // Threads:    any thread. The waits need the condition's mutex held by the caller.
 // Ownership:  borrows the mutex, which outlives it. REQUIRES at destruction: nobody waits.

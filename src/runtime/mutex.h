@@ -12,8 +12,7 @@
 //          - Mutex "A" is destroyed while it is held
 //          - Mutex "A" is taken by a thread that holds 32 others
 //          A release build checks nothing, and such a program hangs or fails by chance.
-// Limits:  two mutexes of one name are not compared with each other. Every name that is ever used
-// is
+// Limits:  two mutexes of one name are not compared with each other. Every name ever used is
 //          remembered: give many mutexes of one kind one name.
 #pragma once
 

@@ -38,8 +38,7 @@ class OV_EXPORT RefCountedObject {
   std::atomic<std::int64_t> references_ = 0;
 };
 
-/// Holds one reference to an object, or none. Not safe for use by two threads at once; the object's
-/// count is.
+/// Holds one reference to an object, or none. One thread at a time may use it.
 template <typename T>
 class RefPtr {
  public:

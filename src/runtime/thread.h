@@ -1,13 +1,12 @@
 // runtime/thread.h : a named thread of its own, which runs once.
 //
 // Role:       derive from it and override run; override signal where run can block.
-// Threads:    start, stop and signal from any thread, several at once too, and from the thread
-// itself. Ownership:  counted. The runtime holds a reference (label "Thread::run") from start until
-// run has
-//             returned, so that an object is never deleted under its running thread. Whoever calls
-//             start or stop holds a reference of its own. When the thread itself gives back the
-//             last reference, the object is deleted on it, and the thread ends with nobody to join
-//             it.
+// Threads:    start, stop and signal from any thread, several at once too, and from itself.
+// Ownership:  counted. The runtime holds a reference (label "Thread::run") from start until run
+//             has returned, so that an object is never deleted under its running thread. Whoever
+//             calls start or stop holds a reference of its own. When the thread itself gives back
+//             the last reference, the object is deleted on it, and nobody can wait for its end any
+//             more: stop it first where its code may be unloaded.
 // Errors:     start throws Exception. An exception that leaves run ends the process
 //             (std::terminate).
 // Invariants: 1) run is called at most once, on the new thread;
@@ -18,6 +17,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstddef>
 #include <string>
 
 #include "runtime/condition.h"
@@ -44,11 +44,11 @@ class OV_EXPORT Thread : public RefCountedObject {
 
   /// Asks the thread to end (signal) and waits without limit until it has. Called on the thread
   /// itself, asks only. On a thread that was never started or has been stopped before it returns at
-  /// once, without signal. After it start refuses. REQUIRES: no mutex held that run needs to end.
+  /// once, without signal. From then on start refuses. REQUIRES: no mutex held that run needs.
   virtual void stop();
 
-  /// Asks the thread to end: from now on stopRequested is true. Does not wait. An override wakes
-  /// run from whatever it waits for; stop sets stopRequested before it calls signal.
+  /// Asks the thread to end: from now on stopRequested is true. Does not wait. An override calls
+  /// this one, then wakes run from whatever it waits for.
   virtual void signal();
 
   /// What the thread does. The result is for derived classes; the runtime does nothing with it.

@@ -302,7 +302,7 @@ TEST_F(HostConfigTest, RefusesWrongJsonFiles) {
             "document: the key \"name\" occurs twice");
   EXPECT_EQ(failureOf("{\"config\": {\"a\": 1, \"a\": 2}}", "host.json"),
             "document.config: the key \"a\" occurs twice");
-  EXPECT_EQ(failureOf("name: yaml", "host.json"),
+  EXPECT_EQ(failureOf("{name: yaml}", "host.json"),
             "invalid JSON: a comma, a bracket or a value is missing or misplaced");
   EXPECT_EQ(failureOf("", "host.json"), "invalid JSON: there is no value");
 }

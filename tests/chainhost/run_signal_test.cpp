@@ -34,6 +34,7 @@ class RunSignalTest : public RunFixture {
     const std::string bytes(count, '.');
     ASSERT_EQ(::write(gate_.get(), bytes.data(), count), static_cast<ssize_t>(count));
   }
+  // From now on, all of them. REQUIRES: the plugin has been created.
   void openGate() { gate_ = FileDescriptor(); }
 
   static std::string messages(int count) {
@@ -87,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, RunSignalEachTest, testing::Values(SIGINT, SIG
 
 TEST_F(RunSignalTest, EndsAtOnceWhileItWaitsForInput) {
   ChildProcess host(gatedArguments());
-  openGate();
+  pass(1);
   host.write(message(1) + "\n");
   host.readLine();
 
@@ -125,7 +126,7 @@ TEST_F(RunSignalTest, AbandonsADeliveryThatWaitsForRoom) {
 
 TEST_F(RunSignalTest, DropsALineThatWasNotReadToItsEnd) {
   ChildProcess host(gatedArguments());
-  openGate();
+  pass(1);
   host.write(message(1) + "\n{\"payload\": \"unfin");
   EXPECT_EQ(host.readLine(), message(1));
 
@@ -140,7 +141,6 @@ TEST_F(RunSignalTest, DropsALineThatWasNotReadToItsEnd) {
 
 TEST_F(RunSignalTest, KeepsTheExitCodeOfRefusedLinesAfterADrain) {
   ChildProcess host(gatedArguments());
-  openGate();
   host.write("no message\n");
   host.readLine();
 
@@ -160,7 +160,7 @@ TEST_F(RunSignalTest, EndsThoughNobodyReadsItsOutputOnASecondSignal) {
   const FileDescriptor unread(ends[0]);
   FileDescriptor output(ends[1]);
   ChildProcess host(gatedArguments({"--input", folder_.file("in")}), output.get());
-  openGate();
+  pass(16);
   host.waitForError("waiting for room");  // the worker waits for the reader of the output
   host.signal(SIGTERM);
   host.waitForError("reading ended");

@@ -159,7 +159,7 @@ TEST(SettingsTest, FormsOfDifferentKeysMayBeMixed) {
 }
 
 TEST(SettingsTest, ReadingLeavesTheGivenMapAlone) {
-  const auto config = Config().put("host", "server").put("proxy", Config().put("host", "proxy"));
+  const auto config = Config().put("host", "server").put("proxy", Config().put("port", 1));
 
   readSettings(config.map());
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <condition_variable>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
 #include "kel/host_services.h"
 #include "kel/host_values.h"
+#include "kelhost/log_format.h"
 
 namespace test_support {
 
@@ -251,7 +251,7 @@ std::int32_t kel_get_log_level(const char* category) {
 void kel_log_at(const char* category, std::int32_t level, const char* format, ...) {
   std::va_list values;
   va_start(values, format);
-  FakeHost::Line line{category, level, format, test_support::formatted(format, values)};
+  FakeHost::Line line{category, level, format, kelhost::formatLine(format, values)};
   va_end(values);
   const Lock lock(test_support::mutex);
   if (State::current == nullptr) return;

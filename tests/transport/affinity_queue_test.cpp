@@ -32,11 +32,14 @@ WorkItem request(std::int64_t number) {
 
 std::int64_t numberOf(WorkItem& item) { return get<std::int64_t>(std::get<Message>(item).payload); }
 
+// The level is read when the queue's logger is made.
+struct VerboseHost : test_support::FakeHost {
+  VerboseHost() { setLogLevel(6); }
+};
+
 class AffinityQueueTest : public testing::Test {
  protected:
   static AffinityQueue::Limits smallLimits() { return {4, 2, 5}; }
-
-  AffinityQueueTest() { host_.setLogLevel(6); }
 
   static void add(AffinityQueue& queue, std::int64_t number,
                   std::optional<std::uint64_t> hash = std::nullopt, bool noWait = false) {
@@ -69,7 +72,7 @@ class AffinityQueueTest : public testing::Test {
     }
   }
 
-  test_support::FakeHost host_;
+  VerboseHost host_;
   Logger logger_{"queue"};
 };
 
