@@ -53,6 +53,13 @@ class OutputWriterTest : public testing::Test {
     return count;
   }
 
+  // A hundred bytes.
+  static std::string lineOf(char letter) {
+    std::string line(100, letter);
+    line.back() = '\n';
+    return line;
+  }
+
   static void failTest(const std::string& reason) { ADD_FAILURE() << reason; }
 
   FileDescriptor reader_;
@@ -87,7 +94,7 @@ TEST_F(OutputWriterTest, KeepsLinesOfSeveralThreadsWhole) {
   FileDescriptor file(::open(folder.file("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
   OutputWriter writer(file.get(), &failTest);
   const auto append = [&writer](char letter) {
-    const std::string line = std::string(99, letter) + "\n";
+    const std::string line = lineOf(letter);
     for (int index = 0; index < 500; ++index) {
       writer.append(line);
     }
@@ -102,7 +109,7 @@ TEST_F(OutputWriterTest, KeepsLinesOfSeveralThreadsWhole) {
   const std::string text = test_support::readFile(folder.file("out"));
   ASSERT_EQ(text.size(), 100'000U);
   for (std::size_t start = 0; start < text.size(); start += 100) {
-    ASSERT_EQ(text.substr(start, 100), std::string(99, text[start]) + "\n");
+    ASSERT_EQ(text.substr(start, 100), lineOf(text[start]));
   }
 }
 

@@ -106,7 +106,8 @@ TEST(DataTest, RefusesANullText) {
 
 TEST(DataTest, TakesContainersOverWithoutTouchingTheirBlocks) {
   map_t map = mapOf("k", 1);
-  list_t list = std::move(get<list_t>(static_cast<data_t&>(*std::make_unique<data_t>(listOf(1)))));
+  data_t listValue = listOf(1);
+  list_t list = std::move(get<list_t>(listValue));
   buffer_t buffer(3);
   CustomObject object;
   custom_t custom = custom_t::adopt(object.block());
@@ -231,21 +232,16 @@ TEST_P(DataReleaseTest, HappensAtTheEndOfTheValuesLife) {
   EXPECT_EQ(calls.total() - before, GetParam().function == nullptr ? 0U : 1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, DataReleaseTest,
-                         testing::Values(Release{"Empty", 0, nullptr},
-                                         Release{"Boolean", 1, nullptr},
-                                         Release{"Double", 2, nullptr},
-                                         Release{"Integer", 3, nullptr},
-                                         Release{"Decimal", 4, nullptr},
-                                         Release{"String", 5, "kel_free_string"},
-                                         Release{"List", 6, "kel_free_vector"},
-                                         Release{"Map", 7, "kel_free_map"},
-                                         Release{"Buffer", 8, "kel_free_buffer"},
-                                         Release{"Custom", 9, "kel_free_custom"},
-                                         Release{"BorrowedString", 10, nullptr},
-                                         Release{"UnknownKind", 11, nullptr},
-                                         Release{"NegativeKind", -1, nullptr}),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    All, DataReleaseTest,
+    testing::Values(Release{"Empty", 0, nullptr}, Release{"Boolean", 1, nullptr},
+                    Release{"Double", 2, nullptr}, Release{"Integer", 3, nullptr},
+                    Release{"Decimal", 4, nullptr}, Release{"String", 5, "kel_free_string"},
+                    Release{"List", 6, "kel_free_vector"}, Release{"Map", 7, "kel_free_map"},
+                    Release{"Buffer", 8, "kel_free_buffer"},
+                    Release{"Custom", 9, "kel_free_custom"}, Release{"BorrowedString", 10, nullptr},
+                    Release{"UnknownKind", 11, nullptr}, Release{"NegativeKind", -1, nullptr}),
+    [](const auto& test) { return test.param.name; });
 
 TEST(DataTest, ReleasesNullBlocksQuietly) {
   HostCalls calls;

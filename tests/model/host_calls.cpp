@@ -30,8 +30,16 @@ void __real_kel_free_custom(custom_block* block);
 
 namespace test_support {
 
-HostCalls::HostCalls() { current = this; }
+HostCalls::HostCalls()
+    : reallocateMap_(__real_kel_reallocate_map), dataToString_(__real_kel_data_to_string) {
+  current = this;
+}
+
 HostCalls::~HostCalls() { current = nullptr; }
+
+map_block* HostCalls::hostsReallocateMap(map_block* block, std::uint64_t capacity) {
+  return __real_kel_reallocate_map(block, capacity);
+}
 
 std::uint64_t HostCalls::count(const std::string& function) const {
   const auto found = counts_.find(function);
@@ -64,15 +72,14 @@ map_block* HostCalls::allocateMap(std::uint64_t capacity) {
 
 map_block* HostCalls::reallocateMap(map_block* block, std::uint64_t capacity) {
   note("kel_reallocate_map");
-  if (current != nullptr) current->capacities_.push_back(capacity);
-  if (current != nullptr && current->reallocateMap_) return current->reallocateMap_(block, capacity);
-  return __real_kel_reallocate_map(block, capacity);
+  if (current == nullptr) return __real_kel_reallocate_map(block, capacity);
+  current->capacities_.push_back(capacity);
+  return current->reallocateMap_(block, capacity);
 }
 
 kel_data HostCalls::dataToString(kel_data value) {
   note("kel_data_to_string");
-  if (current != nullptr && current->dataToString_) return current->dataToString_(value);
-  return __real_kel_data_to_string(value);
+  return current == nullptr ? __real_kel_data_to_string(value) : current->dataToString_(value);
 }
 
 }  // namespace test_support

@@ -1,7 +1,7 @@
 // model/host_calls.h : which of the host's value functions the code under test calls.
 //
-// Role:      for programs linked with --wrap for each function of kCountedFunctions: counts their
-//            calls, then passes them on to the host. A test may stand in for two of them.
+// Role:      for programs linked with --wrap for each function that host_calls.cpp wraps: counts
+//            the calls, then passes them on to the host. A test may stand in for two of them.
 // Threads:   one thread; one object at a time.
 #pragma once
 
@@ -34,6 +34,9 @@ class HostCalls {
   /// Instead of the host's function from now on.
   void reallocateMapWith(std::function<map_block*(map_block*, std::uint64_t)> function);
   void dataToStringWith(std::function<kel_data(kel_data)> function);
+
+  /// The host's own function, not counted.
+  static map_block* hostsReallocateMap(map_block* block, std::uint64_t capacity);
 
   // What the wrapped functions call.
   static void note(const char* function);

@@ -1,5 +1,5 @@
-// One block, two sides: maps that the plugin's side fills are read by the host's functions, and maps
-// that the host lays out are read, changed and released by the plugin's.
+// One block, two sides: maps that the plugin's side fills are read by the host's functions, and
+// maps that the host lays out are read, changed and released by the plugin's.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -19,8 +19,7 @@ namespace {
 using namespace test_support;
 
 std::string hostsView(const map_t& map) {
-  return kelhost::valueText(
-      record(KEL_TAG_MAP, reinterpret_cast<std::uint64_t>(map.raw())));
+  return kelhost::valueText(record(KEL_TAG_MAP, reinterpret_cast<std::uint64_t>(map.raw())));
 }
 
 // Puts an entry where the host would: at the first free slot from its hash's own on.

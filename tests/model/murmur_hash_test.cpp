@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         KnownAnswer{"AllOnesSeed", "The quick brown fox", ~std::uint64_t{0}, 0x8447AA16CD955A39},
         KnownAnswer{"ManyWords", "The quick brown fox jumps over the lazy dog", 0,
                     0x5589CA33042A861B}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace com::corvane::connectivity10_15_0
