@@ -175,7 +175,9 @@ std::string defaultLibraryPath(const std::string& className) {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::string file = "lib" + className + ".so";
   const auto installed = folder.parent_path() / "lib" / file;
-  return std::filesystem::exists(installed) ? installed : folder / file;
+  const bool isBeside =
+      !std::filesystem::exists(installed) && std::filesystem::exists(folder / file);
+  return isBeside ? folder / file : installed;
 }
 
 void readPlugin(Section& root, const std::string& configPath, HostConfig& config) {

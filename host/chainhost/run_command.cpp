@@ -64,6 +64,16 @@ class Stream {
   int fd_ = -1;
 };
 
+// Puts something in the place of standard streams that are closed, so that no other descriptor
+// gets their numbers; reading the input and writing the output fail as they should.
+void occupyStandardStreams() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(fd, F_GETFD) < 0) {
+      ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // gets the lowest number
+    }
+  }
+}
+
 // One run of a plugin that has been created, until it has been destroyed.
 class Run {
  public:
@@ -133,6 +143,10 @@ ExitCode Run::perform() {
     state_.fail("the transport's destroy failed");
   }
   closeOutput();
+  if (state_.surplus() > 0) {
+    state_.fail("the transport sent " + std::to_string(state_.surplus()) +
+                " responses more than it got messages");
+  }
   reportEnd(startNanos);
   return exitCode();
 }
@@ -231,6 +245,7 @@ ExitCode runPlugin(const Options& options) {
 }  // namespace
 
 ExitCode runCommand(const Options& options) {
+  occupyStandardStreams();
   blockEndSignals();
   // A reader of the output that goes away is an error of the write, not the end of the process.
   ::signal(SIGPIPE, SIG_IGN);

@@ -114,6 +114,12 @@ std::uint64_t RunState::unanswered() const noexcept {
   return messages > responses ? messages - responses : 0;
 }
 
+std::uint64_t RunState::surplus() const noexcept {
+  const std::uint64_t responses = responses_.load();
+  const std::uint64_t messages = messages_.load();
+  return responses > messages ? responses - messages : 0;
+}
+
 std::string RunState::failure() const {
   com::orvex::AutoMutex lock(mutex_);
   return failure_;

@@ -62,6 +62,8 @@ class RunState {
 
   std::uint64_t messages() const noexcept { return messages_.load(); }
   std::uint64_t unanswered() const noexcept;
+  // Responses beyond the number of messages.
+  std::uint64_t surplus() const noexcept;
   std::string failure() const;
   // The number of the last signal, 0 without one.
   int lastSignal() const noexcept { return lastSignal_.load(); }

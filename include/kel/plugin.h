@@ -38,7 +38,8 @@ KEL_EXPORT void* kel_create_plugin_with_params_HTTPClient(const char* plugin_nam
                                                           void* status_handle, void* host_handle);
 
 /* Ends the transport; the handle is dead afterwards. Null: 0, nothing happens. Stops the workers
- * first if shutdown has not done so. Logs nothing of its own. [one thread, no other call running] */
+ * first if shutdown has not done so. Logs nothing of its own.
+ * [one thread, no other call running] */
 KEL_EXPORT int32_t kel_destroy_plugin_HTTPClient(void* plugin);
 
 /* Starts the workers. [one thread, created] */

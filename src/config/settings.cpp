@@ -91,6 +91,7 @@ void extract(map_t& working, const Declaration& declaration, Extracted& extracte
   std::visit(assign, declaration.field);
 }
 
+// Refuses what a map still holds; a map under an empty key is a group that somebody forgot to name.
 void refuseLeftovers(map_t& map, const std::string& group) {
   const auto unnamed = map.find("");
   if (unnamed != map.end() && unnamed.value().tag() == KEL_TAG_MAP) {

@@ -6,7 +6,6 @@
 #include <Poco/Net/MessageHeader.h>
 #include <Poco/Net/NameValueCollection.h>
 #include <Poco/NumberParser.h>
-#include <Poco/Timestamp.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -14,6 +13,7 @@
 #include <limits>
 
 #include "http/ascii.h"
+#include "runtime/platform.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -29,9 +29,9 @@ int clamped(std::int64_t seconds, int least) {
 int secondsUntil(const std::string& date) {
   int zone = 0;
   const Poco::DateTime time = Poco::DateTimeParser::parse(date, zone);
-  const Poco::Timestamp now;
+  const std::int64_t timeMs = time.timestamp().epochMicroseconds() / 1000;
   // Never -1: that number stands for a cookie without a lifetime.
-  return clamped((time.timestamp() - now) / Poco::Timestamp::resolution(), 0);
+  return clamped((timeMs - orvex::Platform::sysTime()) / 1000, 0);
 }
 
 // The first attribute of that name behind the cookie's own pair, or null: a cookie may bear an

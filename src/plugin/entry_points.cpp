@@ -85,14 +85,14 @@ std::int32_t kel_plugin_api_version_HTTPClient(void) { return kApiVersion; }
 
 const char* kel_plugin_product_version_HTTPClient(void) { return kProductVersion; }
 
-void* kel_create_plugin_with_params_HTTPClient(const char* plugin_name, const char* chain_id,
-                                               const kel_data* config, void* status_handle,
-                                               void* host_handle) {
+void* kel_create_plugin_with_params_HTTPClient(const char* pluginName, const char* chainId,
+                                               const kel_data* config, void* statusHandle,
+                                               void* hostHandle) {
   try {
     try {
-      return create(plugin_name, chain_id, config, status_handle, host_handle);
+      return create(pluginName, chainId, config, statusHandle, hostHandle);
     } catch (...) {
-      logException(makeLogger(plugin_name, chain_id), LogLevel::Error, "create");
+      logException(makeLogger(pluginName, chainId), LogLevel::Error, "create");
     }
   } catch (...) {  // logging itself failed: there is nobody left to tell
   }
@@ -123,14 +123,14 @@ std::int32_t kel_plugin_shutdown_HTTPClient(void* plugin) {
                      [](AbstractTransport& element) { element.shutdown(); });
 }
 
-std::int32_t kel_plugin_setNextTowardsHost_HTTPClient(void* plugin, void* host_element,
+std::int32_t kel_plugin_setNextTowardsHost_HTTPClient(void* plugin, void* hostElement,
                                                       kel_batch_function batch) {
   return callElement(
       plugin, "setNextTowardsHost", LogLevel::Error, [&](AbstractTransport& element) {
         if (batch == nullptr) {
           throw std::runtime_error("the host gave a null batch function");
         }
-        std::unique_ptr<HostSide> next = std::make_unique<RemoteHostSide>(host_element, batch);
+        std::unique_ptr<HostSide> next = std::make_unique<RemoteHostSide>(hostElement, batch);
         element.setNextTowardsHost(next);
       });
 }

@@ -85,10 +85,11 @@ void logFormatDoesNotFitItsArguments();
 template <typename... Args>
 class BasicLogFormat {
  public:
-  template <std::size_t N>
-  consteval BasicLogFormat(const char (&text)[N])  // NOLINT(google-explicit-constructor)
+  template <std::size_t bytes>
+  consteval BasicLogFormat(const char (&text)[bytes])  // NOLINT(google-explicit-constructor)
       : text_(text) {
-    if (!logFormatFits<Args...>(std::string_view(text, N - 1))) logFormatDoesNotFitItsArguments();
+    if (!logFormatFits<Args...>(std::string_view(text, bytes - 1)))
+      logFormatDoesNotFitItsArguments();
   }
 
   constexpr const char* text() const { return text_; }

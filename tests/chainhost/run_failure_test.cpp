@@ -136,6 +136,24 @@ TEST_F(RunFailureTest, DoesNotWaitForeverForAnswers) {
             "chainhost: 2 messages were not answered\n");
 }
 
+TEST_F(RunFailureTest, TellsAPluginThatAnswersTwice) {
+  EXPECT_EQ(runWith("answers_twice"), 1);
+  EXPECT_EQ(error_, "chainhost: the transport sent 2 responses more than it got messages\n");
+}
+
+TEST_F(RunFailureTest, TellsStandardStreamsThatAreClosed) {
+  const std::string run = CHAINHOST_PROGRAM " run --config " + configFor("faultless");
+  ChildProcess noInput({"/bin/sh", "-c", "exec " + run + " <&-"});
+  ChildProcess noOutput({"/bin/sh", "-c", "echo '{}' | exec " + run + " >&-"});
+
+  EXPECT_EQ(noInput.wait(), 1);
+  EXPECT_THAT(noInput.restOfError(),
+              StartsWith("chainhost: cannot read standard input: Bad file descriptor\n"));
+  EXPECT_EQ(noOutput.wait(), 1);
+  EXPECT_THAT(noOutput.restOfError(),
+              StartsWith("chainhost: cannot write standard output: Bad file descriptor\n"));
+}
+
 TEST_F(RunFailureTest, TellsAnInputThatCannotBeOpened) {
   const std::string input = folder_.file("none");
   ChildProcess host(runArguments(configFor("faultless"), {"--input", input}));

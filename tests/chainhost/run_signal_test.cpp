@@ -124,6 +124,19 @@ TEST_F(RunSignalTest, AbandonsADeliveryThatWaitsForRoom) {
   EXPECT_THAT(host.restOfError(), HasSubstr("chainhost: 10 messages were not answered\n"));
 }
 
+TEST_F(RunSignalTest, EndsAtOnceOnAThirdSignalWhenTheTransportHangs) {
+  ChildProcess host(runArguments(configFor("hangs_in_shutdown")));
+  host.write(message(1) + "\n");
+  host.readLine();
+  host.signal(SIGINT);
+  host.waitForError("reading ended");
+
+  host.signal(SIGINT);
+  host.signal(SIGTERM);
+
+  EXPECT_EQ(host.wait(), 143);
+}
+
 TEST_F(RunSignalTest, DropsALineThatWasNotReadToItsEnd) {
   ChildProcess host(gatedArguments());
   pass(1);

@@ -134,7 +134,7 @@ TEST_F(RunTest, CarriesALineOfManyMegabytes) {
 
 TEST_F(RunTest, WritesOddAnswersAsValidLines) {
   ChildProcess host = start("odd_answers");
-  host.write(message(1) + "\n");
+  host.write(message(1) + "\n" + message(2) + "\n");
   host.closeInput();
 
   EXPECT_EQ(host.wait(), 0);

@@ -140,12 +140,14 @@ TEST(DataHashTest, RefusesCustomValues) {
   EXPECT_EQ(thrownText([&] { custom.hash(); }), "Cannot use custom values as a key");
 }
 
-TEST(DataHashTest, RefusesListsAndMapsThatHoldCustomValues) {
-  // The host refuses to copy custom objects of this kind, so the map is the one that holds it.
+TEST(DataHashTest, RefusesContainersThatHoldCustomValues) {
   CustomObject object;
-  data_t map(mapOf(1, object.value()));
+  const data_t map(mapOf(1, object.value()));
+  const data_t list = listOf(1);
+  kelhost::elementsOf(list.raw().payload.list)[0] = object.value().release();
 
   EXPECT_EQ(thrownText([&] { map.hash(); }), "Cannot use custom values as a key");
+  EXPECT_EQ(thrownText([&] { list.hash(); }), "Cannot use custom values as a key");
 }
 
 TEST(MapKeyTest, HashesItsTextOnce) {

@@ -26,6 +26,9 @@ void __real_kel_free_map(map_block* block);
 void __real_kel_free_buffer(buffer_block* block);
 void __real_kel_free_custom(custom_block* block);
 
+// com::orvex::Platform::float64ToChar8
+char* __real__ZN3com5orvex8Platform14float64ToChar8EdPc(double value, char* buffer);
+
 }  // extern "C"
 
 namespace test_support {
@@ -82,6 +85,15 @@ kel_data HostCalls::dataToString(kel_data value) {
   return current == nullptr ? __real_kel_data_to_string(value) : current->dataToString_(value);
 }
 
+void HostCalls::noteHashing() {
+  note("kel_hash_string");
+  if (current != nullptr && current->whenHashing_) current->whenHashing_();
+}
+
+void HostCalls::noteWritingDouble() {
+  if (current != nullptr && current->whenWritingDouble_) current->whenWritingDouble_();
+}
+
 }  // namespace test_support
 
 using test_support::HostCalls;
@@ -99,7 +111,7 @@ char* __wrap_kel_copy_string(const char* text) {
 }
 
 std::uint64_t __wrap_kel_hash_string(const char* text) {
-  HostCalls::note("kel_hash_string");
+  HostCalls::noteHashing();
   return __real_kel_hash_string(text);
 }
 
@@ -117,6 +129,11 @@ buffer_block* __wrap_kel_allocate_buffer(std::uint64_t length) {
 }
 
 kel_data __wrap_kel_data_to_string(kel_data value) { return HostCalls::dataToString(value); }
+
+char* __wrap__ZN3com5orvex8Platform14float64ToChar8EdPc(double value, char* buffer) {
+  HostCalls::noteWritingDouble();
+  return __real__ZN3com5orvex8Platform14float64ToChar8EdPc(value, buffer);
+}
 
 // Only blocks count as released: every function accepts null and then does nothing.
 

@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <clocale>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <limits>
 #include <string>
-#include <typeinfo>
 
+#include "model/comma_locale.h"
 #include "model/get.h"
 #include "model/host_made.h"
 #include "model/thrown_text.h"
@@ -59,6 +57,14 @@ TEST(ParseTextTest, WritesDoublesAsPrintfDoes) {
     std::snprintf(expected, sizeof(expected), "%g", value);
     EXPECT_EQ(parseText(data_t(value)), expected);
   }
+}
+
+TEST(ParseTextTest, WritesAFullStopAndNoGroupsInEveryLocale) {
+  const CommaLocale locale;
+
+  EXPECT_EQ(parseText(data_t(0.5)), "0.5");
+  EXPECT_EQ(parseText(data_t(123456.0)), "123456");
+  EXPECT_EQ(parseText(data_t(-1234567)), "-1234567");
 }
 
 TEST(ParseTextTest, GivesTextsOfBothKindsAsTheyAre) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "model/comma_locale.h"
 #include "model/get.h"
 #include "model/host_calls.h"
 #include "model/host_made.h"
@@ -37,6 +38,13 @@ TEST(ValueTextTest, WritesDoublesAsTheRuntimeDoes) {
     EXPECT_EQ(valueText(data_t(value)), orvex::Platform::float64ToChar8(value, expected));
   }
   EXPECT_EQ(valueText(data_t(0.1)), "0.1");
+}
+
+TEST(ValueTextTest, WritesAFullStopAndNoGroupsInEveryLocale) {
+  const CommaLocale locale;
+
+  EXPECT_EQ(valueText(listOf(1234.5, 1234567)), "[1234.5,1234567]");
+  EXPECT_EQ(valueText(data_t(*orvex::decimal64::fromText("1234.5"))), "1234.5");
 }
 
 TEST(ValueTextTest, NeitherQuotesNorEscapesStrings) {

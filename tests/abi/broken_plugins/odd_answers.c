@@ -31,20 +31,26 @@ static kel_data odd_list(void) {
   return kel_copy_data(data);
 }
 
+static kel_message answer_with_odd_values(void) {
+  kel_message answer = {.payload = odd_list(), .metadata = kel_allocate_map(1)};
+  kel_map_slot* slot = (kel_map_slot*)(answer.metadata + 1);
+  slot->hash = 7;
+  slot->key.payload.integer = 5;
+  slot->key.tag = KEL_TAG_INTEGER;
+  slot->value = text(kel_copy_string("v"));
+  slot->value.tag = KEL_TAG_STRING;
+  answer.metadata->count = 1;
+  return answer;
+}
+
+/* The first message of a batch gets the odd values, the others an answer of null blocks. */
 static void answer_oddly(void* element, kel_batch_function batch, kel_message* first,
                          kel_message* end) {
-  for (kel_message* message = first; message != end; ++message) {
-    kel_message answer = {.payload = odd_list(), .metadata = kel_allocate_map(1)};
-    kel_map_slot* slot = (kel_map_slot*)(answer.metadata + 1);
-    slot->hash = 7;
-    slot->key.payload.integer = 5;
-    slot->key.tag = KEL_TAG_INTEGER;
-    slot->value = text(kel_copy_string("v"));
-    slot->value.tag = KEL_TAG_STRING;
-    answer.metadata->count = 1;
-    batch(element, &answer, &answer + 1);
-    kel_free_vector(answer.payload.payload.list);
-    kel_free_map(answer.metadata);
+  kel_message odd = answer_with_odd_values();
+  batch(element, &odd, &odd + 1);
+  kel_free_vector(odd.payload.payload.list);
+  kel_free_map(odd.metadata);
+  for (kel_message* message = first + 1; message != end; ++message) {
     kel_message bare = {.payload = {.tag = KEL_TAG_BUFFER}, .metadata = NULL};
     batch(element, &bare, &bare + 1);
   }

@@ -7,6 +7,7 @@
  *  FAULT_UNKNOWN_HOST_FUNCTION  needs a function that no host has
  *  FAULT_CREATE, FAULT_SET_NEXT, FAULT_START, FAULT_HOST_READY, FAULT_SEND, FAULT_SHUTDOWN,
  *  FAULT_DESTROY                the entry point fails; for create: logs and gives null
+ *  FAULT_HANG_IN_SHUTDOWN       shutdown never returns
  *  FAULT_ANSWER                 a function to call instead of the host's batch function:
  *                               void (void* element, kel_batch_function, kel_message*,
  * kel_message*)
@@ -14,7 +15,9 @@
 #ifndef BROKEN_PLUGINS_SYNCHRONOUS_PLUGIN_H
 #define BROKEN_PLUGINS_SYNCHRONOUS_PLUGIN_H
 
+#include <stdbool.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include "kel/host_services.h"
 #include "kel/host_values.h"
@@ -82,7 +85,11 @@ int32_t kel_plugin_hostReady_HTTPClient(void* plugin) {
 
 int32_t kel_plugin_shutdown_HTTPClient(void* plugin) {
   (void)plugin;
-#ifdef FAULT_SHUTDOWN
+#ifdef FAULT_HANG_IN_SHUTDOWN
+  while (true) {
+    pause();
+  }
+#elif defined(FAULT_SHUTDOWN)
   return 1;
 #else
   return 0;

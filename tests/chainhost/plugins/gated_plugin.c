@@ -2,9 +2,9 @@
  * when a message is answered.
  *
  * Configuration: "gate": path of a FIFO; the worker takes a byte out of it before each answer,
- * at its end none any more. Without one it answers freely. The queue holds two messages; a sender
- * that finds it full logs "waiting for room". Answers are the messages as they came. shutdown
- * drains unless the host is shutting down, and leaves what it finds then unanswered.
+ * at its end none any more. Without one it answers freely. The queue holds two messages; the first
+ * sender that finds it full logs "waiting for room". Answers are the messages as they came.
+ * shutdown drains unless the host is shutting down, and leaves what it finds then unanswered.
  */
 #include <fcntl.h>
 #include <poll.h>
@@ -27,6 +27,7 @@ typedef struct gated_plugin {
   bool started;
   bool terminated; /* guarded by the mutex, as are the queue's members */
   bool busy;
+  bool has_logged;
   kel_message queue[kCapacity];
   int queued;
   int gate;    /* -1: none */
@@ -162,7 +163,8 @@ int32_t kel_plugin_sendBatchTowardsTransport_HTTPClient(void* plugin, kel_messag
   gated_plugin* self = plugin;
   pthread_mutex_lock(&self->mutex);
   for (kel_message* message = first; message != end && !self->terminated; ++message) {
-    if (self->queued == kCapacity) {
+    if (self->queued == kCapacity && !self->has_logged) {
+      self->has_logged = true;
       kel_log_at("connectivity.gated", 4, "%s", "waiting for room");
     }
     while (self->queued == kCapacity && !self->terminated) {
