@@ -1,33 +1,21 @@
 #include "chainhost/echo_server.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPRequestHandler.h>
-#include <Poco/Net/HTTPRequestHandlerFactory.h>
-#include <Poco/Net/HTTPServer.h>
-#include <Poco/Net/HTTPServerRequest.h>
-#include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/Net/ServerSocket.h>
-#include <Poco/StreamCopier.h>
-#include <Poco/String.h>
+#include <Poco/Net/TCPServer.h>
 #include <Poco/ThreadPool.h>
 
-#include <algorithm>
 #include <iostream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "chainhost/json_text.h"
+#include "chainhost/echo_connection.h"
 #include "chainhost/report.h"
 #include "chainhost/signal_watcher.h"
 
 namespace chainhost {
 
 namespace {
-
-using Poco::Net::HTTPServerRequest;
-using Poco::Net::HTTPServerResponse;
 
 constexpr int kBacklog = 128;
 
@@ -41,105 +29,30 @@ Poco::Net::ServerSocket listenOn(std::uint16_t port) {
   return socket;
 }
 
-struct Header {
-  std::string_view name;
-  std::vector<std::string_view> values;
-};
-
-std::vector<Header> gatherHeaders(const HTTPServerRequest& request) {
-  std::vector<Header> headers;
-  for (const auto& [name, value] : request) {
-    const auto same = std::find_if(headers.begin(), headers.end(), [&](const Header& header) {
-      return Poco::icompare(std::string(header.name), name) == 0;
-    });
-    if (same == headers.end()) {
-      headers.push_back({name, {value}});
-    } else {
-      same->values.push_back(value);
-    }
-  }
-  return headers;
-}
-
-void appendHeader(std::string& out, const Header& header) {
-  appendJsonText(out, header.name);
-  out += ": ";
-  const bool isList = header.values.size() > 1;
-  out += isList ? "[" : "";
-  const char* separator = "";
-  for (const std::string_view value : header.values) {
-    out += separator;
-    appendJsonText(out, value);
-    separator = ", ";
-  }
-  out += isList ? "]" : "";
-}
-
-std::string readBody(HTTPServerRequest& request) {
-  std::string body;
-  // A request with neither has no body; the library would wait for the connection's end.
-  if (request.hasContentLength() || request.getChunkedTransferEncoding()) {
-    Poco::StreamCopier::copyToString(request.stream(), body);
-  }
-  return body;
-}
-
-std::string describe(HTTPServerRequest& request) {
-  std::string out = "{\"method\": ";
-  appendJsonText(out, request.getMethod());
-  out += ", \"target\": ";
-  appendJsonText(out, request.getURI());
-  out += ", \"headers\": {";
-  const char* separator = "";
-  for (const Header& header : gatherHeaders(request)) {
-    out += separator;
-    appendHeader(out, header);
-    separator = ", ";
-  }
-  out += "}, \"body\": ";
-  appendJsonBytes(out, readBody(request));
-  out += "}\n";
-  return out;
-}
-
-class EchoHandler : public Poco::Net::HTTPRequestHandler {
- public:
-  void handleRequest(HTTPServerRequest& request, HTTPServerResponse& response) override {
-    const std::string text = describe(request);
-    response.setContentType("application/json");
-    response.sendBuffer(text.data(), text.size());
-  }
-};
-
-class EchoHandlerFactory : public Poco::Net::HTTPRequestHandlerFactory {
- public:
-  Poco::Net::HTTPRequestHandler* createRequestHandler(const HTTPServerRequest&) override {
-    return new EchoHandler;
-  }
-};
-
 }  // namespace
 
-// The library's objects; the threads outlive the server that uses them.
+// The threads outlive the server that uses them, the register of connections outlives both.
 class EchoServer::Parts {
  public:
   explicit Parts(std::uint16_t port)
       : threads_("echo", 2, EchoServer::kConnectionsMax),
         socket_(listenOn(port)),
-        server_(new EchoHandlerFactory, threads_, socket_, new Poco::Net::HTTPServerParams) {
+        server_(new EchoConnectionFactory(open_), threads_, socket_) {
     server_.start();
   }
   ~Parts() {
-    server_.stopAll(false);
+    server_.stop();
+    open_.endAll();
     threads_.joinAll();
   }
 
   std::uint16_t port() const { return socket_.address().port(); }
 
  private:
+  OpenConnections open_;
   Poco::ThreadPool threads_;
   Poco::Net::ServerSocket socket_;
-  Poco::Net::HTTPServer server_;
+  Poco::Net::TCPServer server_;
 };
 
 EchoServer::EchoServer(std::uint16_t port) try : parts_(std::make_unique<Parts>(port)) {

@@ -3,7 +3,7 @@
 // Role:      answers every request on 127.0.0.1 with status 200 and a JSON object of one line:
 //            {"method": ..., "target": ..., "headers": {...}, "body": ...}. Header names stand as
 //            received, one that came more than once has a list of its values. A body that is not
-//            UTF-8 is written as {"$base64": "..."}.
+//            UTF-8 is written as {"$base64": "..."}. What is no HTTP gets an empty 400.
 // Threads:   construction and destruction: one thread; requests are served on its own, one for
 //            each connection, kConnectionsMax at most.
 // Errors:    std::runtime_error "cannot listen on 127.0.0.1:PORT: REASON".

@@ -12,7 +12,7 @@ namespace com::corvane::connectivity10_15_0 {
 // ---- list_t
 
 list_t& list_t::operator=(list_t&& other) noexcept {
-  if (this != &other) kel_free_vector(std::exchange(block_, other.release()));
+  kel_free_vector(std::exchange(block_, other.release()));
   return *this;
 }
 
@@ -63,7 +63,7 @@ bool list_t::const_iterator::operator==(const const_iterator& other) const {
 buffer_t::buffer_t(std::uint64_t length) : block_(kel_allocate_buffer(length)) {}
 
 buffer_t& buffer_t::operator=(buffer_t&& other) noexcept {
-  if (this != &other) kel_free_buffer(std::exchange(block_, other.release()));
+  kel_free_buffer(std::exchange(block_, other.release()));
   return *this;
 }
 
@@ -102,7 +102,7 @@ unsigned char buffer_t::at(std::uint64_t index) const {
 // ---- custom_t
 
 custom_t& custom_t::operator=(custom_t&& other) noexcept {
-  if (this != &other) kel_free_custom(std::exchange(block_, other.release()));
+  kel_free_custom(std::exchange(block_, other.release()));
   return *this;
 }
 

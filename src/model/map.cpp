@@ -15,7 +15,7 @@ constexpr double kMostLoad = 0.75;
 }  // namespace
 
 map_t& map_t::operator=(map_t&& other) noexcept {
-  if (this != &other) kel_free_map(std::exchange(block_, other.release()));
+  kel_free_map(std::exchange(block_, other.release()));
   return *this;
 }
 
@@ -185,7 +185,7 @@ typename map_t::Position<isConst>::Value& map_t::Position<isConst>::value() cons
 template <bool isConst>
 map_t::Position<isConst>& map_t::Position<isConst>::operator++() {
   check();
-  if (!isAtEnd()) ++index_;
+  ++index_;
   skipUnoccupied();
   return *this;
 }

@@ -88,8 +88,9 @@ class BasicLogFormat {
   template <std::size_t bytes>
   consteval BasicLogFormat(const char (&text)[bytes])  // NOLINT(google-explicit-constructor)
       : text_(text) {
-    if (!logFormatFits<Args...>(std::string_view(text, bytes - 1)))
+    if (!logFormatFits<Args...>(std::string_view(text, bytes - 1))) {
       logFormatDoesNotFitItsArguments();
+    }
   }
 
   constexpr const char* text() const { return text_; }

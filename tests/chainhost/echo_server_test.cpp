@@ -126,6 +126,17 @@ TEST_F(EchoServerTest, AsksForABodyThatIsHeldBack) {
   EXPECT_EQ(std::string(answer, static_cast<std::size_t>(rest)), "HTTP/1.1 200");
 }
 
+TEST_F(EchoServerTest, AnswersWhatIsNoHttpWith400) {
+  Poco::Net::StreamSocket socket(Poco::Net::SocketAddress("127.0.0.1", server_.port()));
+  const std::string head = "A-METHOD-LONGER-THAN-ANY-SERVER-ACCEPTS / HTTP/1.1\r\n\r\n";
+  socket.sendBytes(head.data(), static_cast<int>(head.size()));
+  char answer[12];
+
+  const int got = socket.receiveBytes(answer, sizeof answer);
+
+  EXPECT_EQ(std::string(answer, static_cast<std::size_t>(got)), "HTTP/1.1 400");
+}
+
 TEST(EchoServerEndTest, ClosesIdleConnections) {
   auto server = std::make_unique<EchoServer>(std::uint16_t{0});
   Poco::Net::StreamSocket socket(Poco::Net::SocketAddress("127.0.0.1", server->port()));

@@ -37,7 +37,7 @@ class ExtractionTest : public testing::Test {
 
   static auto refusal(const char* text) { return ThrowsMessage<std::runtime_error>(StrEq(text)); }
 
-  const std::string kOwner = "Owner";
+  static constexpr const char* kOwner = "Owner";
   map_t working_;
 };
 

@@ -84,7 +84,7 @@ std::string describe(const std::string& type) {
   return type == "integer" ? "an integer" : type;
 }
 
-void PrintTo(const Place& place, std::ostream* out) { *out << place.path; }
+std::ostream& operator<<(std::ostream& out, const Place& place) { return out << place.path; }
 
 class SettingPlaceTest : public testing::TestWithParam<Place> {
  protected:

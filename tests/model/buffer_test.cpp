@@ -106,6 +106,26 @@ TEST(BufferTest, MovesWithoutTheHostAndReleasesOnce) {
   EXPECT_EQ(calls.count("kel_free_buffer"), 1U);
 }
 
+TEST(BufferTest, ReleasesItsOldBlockWhenAssigned) {
+  buffer_t buffer(3);
+  HostCalls calls;
+
+  buffer = buffer_t();
+
+  EXPECT_EQ(calls.count("kel_free_buffer"), 1U);
+  EXPECT_EQ(buffer.raw(), nullptr);
+}
+
+TEST(CustomTest, ReleasesItsOldBlockWhenAssigned) {
+  CustomObject object;
+  custom_t custom = custom_t::adopt(object.block());
+
+  custom = custom_t();
+
+  EXPECT_EQ(object.releases(), 1);
+  EXPECT_EQ(custom.raw(), nullptr);
+}
+
 TEST(CustomTest, IsGivenBackToTheHostOnce) {
   CustomObject object;
   HostCalls calls;

@@ -134,6 +134,7 @@ TEST(DataEqualityTest, MapsDifferByCountKeyOrValue) {
   const data_t map(mapOf("a", 1, "b", 2));
 
   EXPECT_FALSE(map == data_t(mapOf("a", 1)));
+  EXPECT_FALSE(data_t(mapOf("a", 1)) == map);
   EXPECT_FALSE(map == data_t(mapOf("a", 1, "c", 2)));
   EXPECT_FALSE(map == data_t(mapOf("a", 1, "b", 3)));
   EXPECT_TRUE(map == data_t(mapOf("b", 2, "a", 1)));

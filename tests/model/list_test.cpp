@@ -67,6 +67,16 @@ TEST(ListTest, MovesWithoutTheHostAndReleasesOnce) {
   EXPECT_EQ(calls.count("kel_free_vector"), 1U);
 }
 
+TEST(ListTest, ReleasesItsOldBlockWhenAssigned) {
+  list_t list = get<list_t>(listOf("a")).copy();
+  HostCalls calls;
+
+  list = list_t();
+
+  EXPECT_EQ(calls.count("kel_free_vector"), 1U);
+  EXPECT_EQ(list.raw(), nullptr);
+}
+
 TEST(ListTest, CopiesThroughTheHost) {
   const data_t value = listOf("a", 2);
   const auto& list = get<list_t>(value);

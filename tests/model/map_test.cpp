@@ -162,6 +162,13 @@ TEST(MapTest, RefusesCustomKeys) {
   EXPECT_EQ(object.releases(), 2);
 }
 
+TEST(MapTest, FindsNoKeyUnderAnotherStoredHash) {
+  map_t map = mapOf("a", 1);
+  slotOf(map, occupiedSlots(map)[0]).hash += 8;  // the same slot of eight
+
+  EXPECT_TRUE(map.find("a") == map.end());
+}
+
 TEST(MapTest, HashesTheKeyOnceForEachLookup) {
   map_t map = mapOf("a", 1);
   const data_t key("a");

@@ -23,7 +23,7 @@ struct EntryPoint {
   bool (*fails)(void* plugin, const kel_data* config, void** created);
 };
 
-void PrintTo(const EntryPoint& entry, std::ostream* out) { *out << entry.name; }
+std::ostream& operator<<(std::ostream& out, const EntryPoint& entry) { return out << entry.name; }
 
 class EntryPointFailureTest : public EntryPointsTest,
                               public testing::WithParamInterface<EntryPoint> {

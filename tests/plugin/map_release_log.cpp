@@ -19,6 +19,7 @@ MapReleaseLog::~MapReleaseLog() { releaseListener = nullptr; }
 }  // namespace test_support
 
 // The linker sends every call of kel_free_map here, and calls of __real_kel_free_map to the host.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): its names, not ours
 extern "C" {
 
 void __real_kel_free_map(map_block* block);
@@ -29,3 +30,4 @@ void __wrap_kel_free_map(map_block* block) {
 }
 
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

@@ -30,7 +30,7 @@ std::condition_variable changed;
 
 std::string hostTextOf(const kel_data& value) {
   const kel_data text = kel_data_to_string(value);
-  const std::string result = text.payload.string;
+  std::string result = text.payload.string;
   kel_free_string(text.payload.string);
   return result;
 }
@@ -260,57 +260,57 @@ void kel_log_at(const char* category, std::int32_t level, const char* format, ..
   if (State::current->logFailure) std::rethrow_exception(State::current->logFailure);
 }
 
-void* kel_create_user_status_item(void* status_handle, const char* key, const char* value) {
+void* kel_create_user_status_item(void* statusHandle, const char* key, const char* value) {
   const Lock lock(test_support::mutex);
   State* const host = State::current;
   if (host == nullptr) return nullptr;
-  host->statusCalls.push_back({Kind::Create, key, value, status_handle});
+  host->statusCalls.push_back({Kind::Create, key, value, statusHandle});
   const auto isTaken = [&](const auto& item) {
-    return item->statusHandle == status_handle && item->key == key;
+    return item->statusHandle == statusHandle && item->key == key;
   };
   if (host->refusesItems || std::any_of(host->items.begin(), host->items.end(), isTaken)) {
     return nullptr;
   }
-  host->items.push_back(std::make_unique<Item>(Item{status_handle, key, value}));
+  host->items.push_back(std::make_unique<Item>(Item{statusHandle, key, value}));
   test_support::changed.notify_all();
   return host->items.back().get();
 }
 
-void kel_set_user_status_item(void* item_handle, const char* value) {
+void kel_set_user_status_item(void* itemHandle, const char* value) {
   const Lock lock(test_support::mutex);
-  if (State::current == nullptr || item_handle == nullptr) return;
-  auto* const item = static_cast<Item*>(item_handle);
+  if (State::current == nullptr || itemHandle == nullptr) return;
+  auto* const item = static_cast<Item*>(itemHandle);
   item->value = value;
   State::current->statusCalls.push_back({Kind::Set, item->key, value, nullptr});
   test_support::changed.notify_all();
 }
 
-void kel_delete_user_status_item(void* status_handle, void* item_handle) {
+void kel_delete_user_status_item(void* statusHandle, void* itemHandle) {
   const Lock lock(test_support::mutex);
-  if (State::current == nullptr || item_handle == nullptr) return;
-  const auto isIt = [&](const auto& item) { return item.get() == item_handle; };
+  if (State::current == nullptr || itemHandle == nullptr) return;
+  const auto isIt = [&](const auto& item) { return item.get() == itemHandle; };
   State::current->statusCalls.push_back(
-      {Kind::Delete, static_cast<Item*>(item_handle)->key, "", status_handle});
+      {Kind::Delete, static_cast<Item*>(itemHandle)->key, "", statusHandle});
   std::erase_if(State::current->items, isIt);
 }
 
-void kel_set_user_status_map(void* status_handle, map_block* values) {
+void kel_set_user_status_map(void* statusHandle, map_block* values) {
   FakeHost::Entries entries = test_support::entriesOf(values);
   const Lock lock(test_support::mutex);
   if (State::current == nullptr) return;
-  State::current->statusCalls.push_back({Kind::Map, "", "", status_handle});
+  State::current->statusCalls.push_back({Kind::Map, "", "", statusHandle});
   State::current->maps.push_back(std::move(entries));
 }
 
-std::int32_t kel_is_host_shutting_down(void* host_handle, bool* shutting_down) {
+std::int32_t kel_is_host_shutting_down(void* hostHandle, bool* shuttingDown) {
   const Lock lock(test_support::mutex);
   State* const host = State::current;
   if (host == nullptr) return 1;
-  host->lastHostHandle = host_handle;
+  host->lastHostHandle = hostHandle;
   ++host->queries;
   test_support::changed.notify_all();
   if (host->queries >= host->failFrom) return 1;
-  *shutting_down = host->shuttingDown || host->queries >= host->shutDownAt;
+  *shuttingDown = host->shuttingDown || host->queries >= host->shutDownAt;
   return 0;
 }
 
