@@ -14,6 +14,9 @@ export CCACHE_SLOPPINESS=pch_defines,time_macros
 # The presets decide, not what a shell may have set for other projects.
 unset CXXFLAGS CFLAGS LDFLAGS CMAKE_GENERATOR CMAKE_BUILD_TYPE CMAKE_BUILD_PARALLEL_LEVEL DESTDIR
 
+# The targets of what is installed.
+shipped=(HTTPClient kelhost ovcommon ovclient chainhost)
+
 step() { printf '==> %s\n' "$*"; }
 
 fail() {

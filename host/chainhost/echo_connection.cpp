@@ -12,6 +12,7 @@
 #include <exception>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "chainhost/json_text.h"
@@ -33,14 +34,14 @@ struct Header {
 
 std::vector<Header> gatherHeaders(const HTTPServerRequest& request) {
   std::vector<Header> headers;
-  for (const auto& [name, value] : request) {
-    const auto same = std::find_if(headers.begin(), headers.end(), [&](const Header& header) {
-      return Poco::icompare(std::string(header.name), name) == 0;
+  for (const auto& field : request) {
+    const auto same = std::find_if(headers.begin(), headers.end(), [&field](const Header& header) {
+      return Poco::icompare(field.first, std::string(header.name)) == 0;
     });
     if (same == headers.end()) {
-      headers.push_back({name, {value}});
+      headers.push_back({field.first, {field.second}});
     } else {
-      same->values.push_back(value);
+      same->values.push_back(field.second);
     }
   }
   return headers;
@@ -146,7 +147,7 @@ bool OpenConnections::isEnding() const {
 
 EchoConnection::EchoConnection(const Poco::Net::StreamSocket& socket, OpenConnections& open,
                                Poco::Net::HTTPServerParams::Ptr params)
-    : TCPServerConnection(socket), open_(open), params_(params) {}
+    : TCPServerConnection(socket), open_(open), params_(std::move(params)) {}
 
 void EchoConnection::run() {
   if (!open_.add(*this)) {

@@ -9,10 +9,7 @@
 namespace chainhost {
 
 LineReader::LineReader(int fd, std::size_t chunkBytes)
-    : fd_(fd),
-      chunkBytes_(chunkBytes),
-      buffer_(new char[chunkBytes + kPaddingBytes]()),
-      capacity_(chunkBytes) {}
+    : fd_(fd), buffer_(new char[chunkBytes + kPaddingBytes]()), capacity_(chunkBytes) {}
 
 std::optional<std::string_view> LineReader::next() {
   const char* const feed = static_cast<const char*>(

@@ -18,7 +18,7 @@ class LineReader {
  public:
   static constexpr std::size_t kPaddingBytes = 64;
 
-  // `chunkBytes`: what one read asks for, and the buffer's first size.
+  // `chunkBytes`: the buffer's first size; a read asks for half of the buffer at least.
   explicit LineReader(int fd, std::size_t chunkBytes = 64 * 1024);
 
   // The next line that has been read whole, without its line feed; nothing when more must be
@@ -35,7 +35,6 @@ class LineReader {
   void makeRoom();
 
   const int fd_;
-  const std::size_t chunkBytes_;
   std::unique_ptr<char[]> buffer_;
   std::size_t capacity_;
   std::size_t lineStart_ = 0;

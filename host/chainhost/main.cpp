@@ -1,4 +1,6 @@
 // chainhost/main.cpp : the stand-alone host program. Start reading at run_command.h.
+#include <signal.h>
+
 #include <cstdio>
 #include <span>
 
@@ -31,6 +33,8 @@ ExitCode perform(const chainhost::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A peer that goes away is an error of the write, not the end of the process.
+  ::signal(SIGPIPE, SIG_IGN);
   try {
     const std::span<const char* const> arguments(argv + 1, argc > 0 ? argv + argc : argv + 1);
     return static_cast<int>(perform(chainhost::parseOptions(arguments)));

@@ -1,7 +1,6 @@
 #include "chainhost/run_command.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -247,8 +246,6 @@ ExitCode runPlugin(const Options& options) {
 ExitCode runCommand(const Options& options) {
   occupyStandardStreams();
   blockEndSignals();
-  // A reader of the output that goes away is an error of the write, not the end of the process.
-  ::signal(SIGPIPE, SIG_IGN);
   try {
     return runPlugin(options);
   } catch (const ConfigError& error) {

@@ -52,7 +52,7 @@ std::string summaryText(const RunSummary& summary) {
   const std::uint64_t count = summary.responseCount();
   std::string text = "messages " + std::to_string(summary.messages) + ", responses " +
                      std::to_string(count) + " (";
-  for (const std::size_t index : {1, 2, 3, 4, 5, 0}) {
+  for (const std::size_t index : {1U, 2U, 3U, 4U, 5U, 0U}) {
     text += names[index];
     text += ' ' + std::to_string(summary.responses[index]) + (index == 0 ? ")" : ", ");
   }

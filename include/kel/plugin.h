@@ -5,7 +5,8 @@
  * ever leaves one of these functions; a failure is logged through the host, once, under the
  * category "connectivity." + plugin name + "." + chain id.
  *
- * Result of the functions that return int32_t: 0 success, 1 an exception was caught and logged.
+ * Result of the functions that return int32_t: 0 success, 1 an exception was caught and logged; a
+ * null plugin handle or batch function counts as one.
  * The two version queries apart, the functions call the host's functions while they run.
  */
 #ifndef KEL_PLUGIN_H
@@ -31,7 +32,8 @@ KEL_EXPORT const char* kel_plugin_product_version_HTTPClient(void);
 /* A new transport, or null on failure (logged at ERROR as "Exception from create: ...").
  * `config` must point to a map; it stays the host's, the plugin keeps a deep copy. The handles
  * are kept as they are and handed back in calls of kel/host_services.h; they must stay valid until
- * destroy returns. Opens no connection and starts no thread. [one thread] */
+ * destroy returns. Opens no connection and starts no thread. A null name or config is refused like
+ * any other bad argument. [one thread] */
 KEL_EXPORT void* kel_create_plugin_with_params_HTTPClient(const char* plugin_name,
                                                           const char* chain_id,
                                                           const kel_data* config,

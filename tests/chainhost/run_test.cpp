@@ -12,6 +12,7 @@
 namespace chainhost {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
@@ -44,9 +45,20 @@ TEST_F(RunTest, EndsInOrderWithoutAnyLine) {
   host.closeInput();
 
   EXPECT_EQ(host.wait(), 0);
-  EXPECT_EQ(host.restOfError(),
+  EXPECT_EQ(host.lastErrorLine(),
             "chainhost: messages 0, responses 0 (1xx 0, 2xx 0, 3xx 0, 4xx 0, 5xx 0, other 0), "
-            "errors 0, refused lines 0, seconds 0.000, requests per second 0.0\n");
+            "errors 0, refused lines 0, seconds 0.000, requests per second 0.0");
+}
+
+TEST_F(RunTest, HandsNamesAndLogLevelsToThePlugin) {
+  const std::string more =
+      "name: front\nchainId: '7'\nlogLevel: WARN\nlogLevels: {connectivity.front: TRACE}\n";
+  ChildProcess host(runArguments(configFor("gated_plugin", more)));
+
+  EXPECT_THAT(host.readErrorLine(), EndsWith("created for connectivity.front.7 at level 6"));
+
+  host.closeInput();
+  EXPECT_EQ(host.wait(), 0);
 }
 
 TEST_F(RunTest, SumsUpOnStandardError) {

@@ -27,7 +27,7 @@ def main(arguments):
     findings = findings_in(root)
     for finding in findings:
         print(finding)
-    print(f"{len(findings)} breaches of the rules")
+    print("breaches of the rules:", len(findings))
     return 1 if findings else 0
 
 

@@ -454,7 +454,7 @@ class MainTest(TidyTest):
     def test_tree_in_order_gives_0(self):
         self.write("ARCHITECTURE.md", ARCHITECTURE)
 
-        self.assertEqual(self.run_main(), (0, "0 breaches of the rules\n"))
+        self.assertEqual(self.run_main(), (0, "breaches of the rules: 0\n"))
 
     def test_breaches_of_several_rules_give_1(self):
         self.write("ARCHITECTURE.md", ARCHITECTURE)
@@ -469,7 +469,7 @@ class MainTest(TidyTest):
             [
                 "src/model/a.cpp:1: model may not include http/a.h: no arrow to http",
                 "src/model/a.cpp:2: usleep sleeps: use src/runtime",
-                "2 breaches of the rules",
+                "breaches of the rules: 2",
             ],
         )
 

@@ -5,10 +5,12 @@
  * at its end none any more. Without one it answers freely. The queue holds two messages; the first
  * sender that finds it full logs "waiting for room". Answers are the messages as they came.
  * shutdown drains unless the host is shutting down, and leaves what it finds then unanswered.
+ * create logs its names and its log level.
  */
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
@@ -121,7 +123,10 @@ const char* kel_plugin_product_version_HTTPClient(void) { return "gated"; }
 void* kel_create_plugin_with_params_HTTPClient(const char* plugin_name, const char* chain_id,
                                                const kel_data* config, void* status_handle,
                                                void* host_handle) {
-  (void)plugin_name, (void)chain_id, (void)status_handle;
+  (void)status_handle;
+  char category[200];
+  snprintf(category, sizeof category, "connectivity.%s.%s", plugin_name, chain_id);
+  kel_log_at(category, 4, "created for %s at level %d", category, kel_get_log_level(category));
   gated_plugin* self = calloc(1, sizeof *self);
   const char* path = gate_path(config);
   self->gate = path == NULL ? -1 : open(path, O_RDONLY | O_CLOEXEC);
