@@ -171,7 +171,9 @@ void Run::deliverAndWait() {
     state_.fail("no response has come for " + std::to_string(config_.answerTimeoutSecs) +
                 " seconds, giving up");
   }
-  if (end != RunState::End::AllAnswered) {
+  if (end == RunState::End::AllAnswered) {
+    delivery->stop();
+  } else {
     abandon();
   }
   // The shutdown also ends a delivery that the transport keeps waiting for room.
