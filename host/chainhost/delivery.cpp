@@ -127,7 +127,7 @@ void Delivery::takeBackBatch() {
 }
 
 void Delivery::refuse(std::string_view reason, std::uint64_t lineNumber) {
-  ++refusedLines_;
+  state_.countRefusedLine();
   errorLine_.clear();
   appendErrorLine(errorLine_, reason, lineNumber);
   output_.append(errorLine_);

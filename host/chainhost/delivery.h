@@ -10,7 +10,6 @@
 // Errors:    RunState::endReading and RunState::fail get the texts.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -35,9 +34,6 @@ class Delivery : public com::orvex::Thread {
 
   int run() override;
 
-  // Lines that were answered with an error line.
-  std::uint64_t refusedLines() const noexcept { return refusedLines_.load(); }
-
  private:
   void deliverInput();
   bool waitForInput() const;
@@ -59,7 +55,6 @@ class Delivery : public com::orvex::Thread {
   std::vector<std::uint64_t> batchLines_;  // the line number of each message of the batch
   std::string errorLine_;
   std::uint64_t lineNumber_ = 0;
-  std::atomic<std::uint64_t> refusedLines_{0};
 };
 
 }  // namespace chainhost

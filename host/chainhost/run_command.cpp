@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <exception>
 #include <stdexcept>
@@ -27,6 +28,9 @@
 namespace chainhost {
 
 namespace {
+
+// How long a transport may take to end after its work has been abandoned.
+constexpr std::int64_t kGraceMs = 3000;
 
 // An input or output of the command line: a file, or a standard stream for "-".
 class Stream {
@@ -88,7 +92,9 @@ class Run {
                 [this](const std::string& reason) {
                   state_.fail("cannot write " + outputStream_.name() + ": " + reason);
                 }),
-        element_(output_, state_) {}
+        element_(output_, state_),
+        watcher_([this](int number) { signalReceived(number); }, [this] { endOverdue(); },
+                 kGraceMs) {}
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
   // The plugin calls the element until it has been destroyed.
@@ -96,16 +102,17 @@ class Run {
 
   ExitCode perform();
 
+ private:
   // On the watcher's thread.
   void signalReceived(int number);
+  [[noreturn]] void endOverdue();
 
- private:
   bool startPlugin();
   void abandon();
   void deliverAndWait();
   void shutDownPlugin();
   void closeOutput();
-  void reportEnd(std::int64_t startNanos) const;
+  void reportEnd();
   ExitCode exitCode() const;
 
   const HostConfig& config_;
@@ -115,7 +122,9 @@ class Run {
   Stream outputStream_;
   OutputWriter output_;
   HostElement element_;
-  std::uint64_t refusedLines_ = 0;
+  std::int64_t startNanos_ = com::orvex::Platform::monotonicNanos();
+  std::atomic<bool> hasReported_{false};
+  SignalWatcher watcher_;
 };
 
 void Run::signalReceived(int number) {
@@ -125,14 +134,25 @@ void Run::signalReceived(int number) {
   }
 }
 
-// From now on the transport need not answer what it has in hand, and nobody waits for the output.
+// From now on the transport need not answer what it has in hand, and nobody waits for the output
+// or, beyond a time of grace, for the transport.
 void Run::abandon() {
   kel_host_set_shutting_down(&state_, true);
   output_.hurry();
+  watcher_.startGrace();
+}
+
+// The transport's workers are in the middle of something: the process ends under them, without
+// the destructors that an ordinary end runs.
+void Run::endOverdue() {
+  state_.fail("the transport has not ended within " + std::to_string(kGraceMs / 1000) +
+              " seconds, leaving it");
+  output_.finish();
+  reportEnd();
+  ::_exit(static_cast<int>(exitCode()));
 }
 
 ExitCode Run::perform() {
-  const std::int64_t startNanos = com::orvex::Platform::monotonicNanos();
   if (startPlugin()) {
     deliverAndWait();
   } else {
@@ -146,7 +166,7 @@ ExitCode Run::perform() {
     state_.fail("the transport sent " + std::to_string(state_.surplus()) +
                 " responses more than it got messages");
   }
-  reportEnd(startNanos);
+  reportEnd();
   return exitCode();
 }
 
@@ -179,7 +199,6 @@ void Run::deliverAndWait() {
   // The shutdown also ends a delivery that the transport keeps waiting for room.
   shutDownPlugin();
   delivery->stop();
-  refusedLines_ = delivery->refusedLines();
 }
 
 void Run::shutDownPlugin() {
@@ -200,7 +219,10 @@ void Run::closeOutput() {
   }
 }
 
-void Run::reportEnd(std::int64_t startNanos) const {
+void Run::reportEnd() {
+  if (hasReported_.exchange(true)) {
+    return;
+  }
   if (!state_.failure().empty()) {
     report(state_.failure());
   }
@@ -209,9 +231,9 @@ void Run::reportEnd(std::int64_t startNanos) const {
   }
   RunSummary summary = element_.summary();
   summary.messages = state_.messages();
-  summary.refused = refusedLines_;
-  const std::int64_t endNanos = std::max(startNanos, element_.lastResponseNanos());
-  summary.seconds = static_cast<double>(endNanos - startNanos) * 1e-9;
+  summary.refused = state_.refusedLines();
+  const std::int64_t endNanos = std::max(startNanos_, element_.lastResponseNanos());
+  summary.seconds = static_cast<double>(endNanos - startNanos_) * 1e-9;
   report(summaryText(summary));
 }
 
@@ -222,7 +244,7 @@ ExitCode Run::exitCode() const {
   if (!state_.failure().empty() || state_.unanswered() > 0) {
     return ExitCode::Failed;
   }
-  return refusedLines_ > 0 ? ExitCode::LinesRefused : ExitCode::Done;
+  return state_.refusedLines() > 0 ? ExitCode::LinesRefused : ExitCode::Done;
 }
 
 ExitCode runPlugin(const Options& options) {
@@ -235,9 +257,7 @@ ExitCode runPlugin(const Options& options) {
   RunState state;  // its address stands for the element in the host's functions
   try {
     Plugin plugin(library, config.pluginName, config.chainId, config.pluginConfig, &state, &state);
-    Run run(options, config, input, plugin, state);
-    const SignalWatcher watcher([&run](int number) { run.signalReceived(number); });
-    return run.perform();
+    return Run(options, config, input, plugin, state).perform();
   } catch (const PluginRefused& error) {
     throw ConfigError(options.configFile + ": " + error.what());
   }

@@ -36,6 +36,8 @@ class RunState {
   void countMessages(std::uint64_t count) { messages_.fetch_add(count); }
   // Takes back what the transport did not take.
   void takeBackMessages(std::uint64_t count) { messages_.fetch_sub(count); }
+  // A line was answered with an error line.
+  void countRefusedLine() { refusedLines_.fetch_add(1); }
   // No further message comes. A text: the reading failed; what was sent is still waited for.
   void endReading(const std::string& failure = {});
 
@@ -61,6 +63,7 @@ class RunState {
   End wait(const OutputWriter& output, std::int64_t answerTimeoutMs);
 
   std::uint64_t messages() const noexcept { return messages_.load(); }
+  std::uint64_t refusedLines() const noexcept { return refusedLines_.load(); }
   std::uint64_t unanswered() const noexcept;
   // Responses beyond the number of messages.
   std::uint64_t surplus() const noexcept;
@@ -78,6 +81,7 @@ class RunState {
   const std::int64_t noticeMs_;
   std::atomic<std::uint64_t> messages_{0};
   std::atomic<std::uint64_t> responses_{0};
+  std::atomic<std::uint64_t> refusedLines_{0};
   std::atomic<bool> readingEnded_{false};
   std::atomic<bool> failed_{false};
   std::atomic<int> signals_{0};

@@ -6,12 +6,14 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include "chainhost/exit_code.h"
+#include "runtime/platform.h"
 
 namespace chainhost {
 
@@ -33,6 +35,8 @@ FileDescriptor openSignals() {
   }
   return fd;
 }
+
+std::int64_t nowMs() { return com::orvex::Platform::monotonicNanos() / 1'000'000; }
 
 }  // namespace
 
@@ -58,7 +62,8 @@ class SignalWatcher::WatcherThread : public com::orvex::Thread {
   SignalWatcher& owner_;
 };
 
-SignalWatcher::SignalWatcher(Handler handler) : handler_(std::move(handler)) {
+SignalWatcher::SignalWatcher(Handler handler, OverdueHandler onOverdue, std::int64_t graceMs)
+    : handler_(std::move(handler)), onOverdue_(std::move(onOverdue)), graceMs_(graceMs) {
   blockEndSignals();
   signals_ = openSignals();
   thread_.reset(new WatcherThread(*this));
@@ -71,24 +76,44 @@ SignalWatcher::~SignalWatcher() {
 }
 
 int SignalWatcher::run() {
-  std::array<pollfd, 2> waited{{{signals_.get(), POLLIN, 0}, {stopped_.fd(), POLLIN, 0}}};
-  for (int received = 0;;) {
-    if (::poll(waited.data(), waited.size(), -1) < 0) {
+  std::array<pollfd, 3> waited{
+      {{signals_.get(), POLLIN, 0}, {stopped_.fd(), POLLIN, 0}, {graceStarted_.fd(), POLLIN, 0}}};
+  std::int64_t deadlineMs = 0;  // 0: none
+  for (;;) {
+    const std::int64_t leftMs =
+        deadlineMs == 0 ? -1 : std::max<std::int64_t>(deadlineMs - nowMs(), 0);
+    const int ready = ::poll(waited.data(), waited.size(), static_cast<int>(leftMs));
+    if (ready < 0) {
       continue;
     }
     if (waited[1].revents != 0) {
       return 0;
     }
-    signalfd_siginfo info{};
-    if (::read(signals_.get(), &info, sizeof info) != sizeof info) {
+    if (ready == 0) {
+      onOverdue_();
+      deadlineMs = 0;
       continue;
     }
-    const int number = static_cast<int>(info.ssi_signo);
-    if (++received > 2) {
-      ::_exit(static_cast<int>(ExitCode::SignalExitBase) + number);
+    if (waited[0].revents != 0) {
+      readSignal();
     }
-    handler_(number);
+    if (waited[2].revents != 0) {
+      waited[2].fd = -1;  // seen; a negative one is passed over
+      deadlineMs = nowMs() + graceMs_;
+    }
   }
+}
+
+void SignalWatcher::readSignal() {
+  signalfd_siginfo info{};
+  if (::read(signals_.get(), &info, sizeof info) != sizeof info) {
+    return;
+  }
+  const int number = static_cast<int>(info.ssi_signo);
+  if (++signalCount_ > 2) {
+    ::_exit(static_cast<int>(ExitCode::SignalExitBase) + number);
+  }
+  handler_(number);
 }
 
 }  // namespace chainhost

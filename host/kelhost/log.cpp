@@ -24,13 +24,12 @@ namespace {
 constexpr std::int32_t kOff = -1;
 constexpr std::int32_t kNoSuchLevel = -2;
 constexpr std::int32_t kDefaultLevel = 4;
-constexpr const char *kLevelNames[] = {"CRIT", "FATAL", "ERROR", "WARN",
-                                       "INFO", "DEBUG", "TRACE"};
+constexpr const char* kLevelNames[] = {"CRIT", "FATAL", "ERROR", "WARN", "INFO", "DEBUG", "TRACE"};
 constexpr std::int32_t kLevels = 7;
 
 class Levels {
-public:
-  void set(const char *prefix, std::int32_t level) {
+ public:
+  void set(const char* prefix, std::int32_t level) {
     const std::unique_lock lock(mutex_);
     levels_[prefix] = level;
   }
@@ -40,32 +39,31 @@ public:
   std::int32_t of(std::string_view category) const {
     const std::shared_lock lock(mutex_);
     for (auto entry = levels_.rbegin(); entry != levels_.rend(); ++entry) {
-      if (category.starts_with(entry->first))
-        return entry->second;
+      if (category.starts_with(entry->first)) return entry->second;
     }
     return kDefaultLevel;
   }
 
-private:
+ private:
   mutable std::shared_mutex mutex_;
   std::map<std::string, std::int32_t> levels_;
 };
 
 struct Sink {
-  std::mutex mutex; // held while the sink runs, so that one that was replaced
-                    // runs no more
+  std::mutex mutex;  // held while the sink runs, so that one that was replaced
+                     // runs no more
   kel_host_log_sink function = nullptr;
-  void *context = nullptr;
+  void* context = nullptr;
 };
 
 // Never destroyed: threads of plugins may log until the process ends.
-Levels &levels() {
-  static Levels &instance = *new Levels;
+Levels& levels() {
+  static Levels& instance = *new Levels;
   return instance;
 }
 
-Sink &sink() {
-  static Sink &instance = *new Sink;
+Sink& sink() {
+  static Sink& instance = *new Sink;
   return instance;
 }
 
@@ -76,10 +74,8 @@ std::string timeStamp() {
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   char text[64];
-  const std::size_t length =
-      std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", &utc);
-  std::snprintf(text + length, sizeof(text) - length, ".%03dZ",
-                static_cast<int>(now % 1000));
+  const std::size_t length = std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", &utc);
+  std::snprintf(text + length, sizeof(text) - length, ".%03dZ", static_cast<int>(now % 1000));
   return text;
 }
 
@@ -91,7 +87,7 @@ std::string threadName() {
 
 // One record stays one line: what would begin a new one, or steer a terminal,
 // is written as \n, \r or \xNN. Tabs stay.
-void appendVisible(std::string &line, std::string_view text) {
+void appendVisible(std::string& line, std::string_view text) {
   constexpr char kDigits[] = "0123456789abcdef";
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
@@ -109,35 +105,29 @@ void appendVisible(std::string &line, std::string_view text) {
 
 // One call of the system for a line, so that lines of several threads and
 // processes do not mix.
-void writeToStandardError(const std::string &line) {
+void writeToStandardError(const std::string& line) {
   std::size_t written = 0;
   while (written < line.size()) {
-    const ssize_t count =
-        ::write(STDERR_FILENO, line.data() + written, line.size() - written);
-    if (count < 0 && errno != EINTR)
-      return; // nobody is left to be told
-    if (count > 0)
-      written += static_cast<std::size_t>(count);
+    const ssize_t count = ::write(STDERR_FILENO, line.data() + written, line.size() - written);
+    if (count < 0 && errno != EINTR) return;  // nobody is left to be told
+    if (count > 0) written += static_cast<std::size_t>(count);
   }
 }
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
-int32_t kel_get_log_level(const char *category) {
-  return levels().of(category);
-}
+int32_t kel_get_log_level(const char* category) { return levels().of(category); }
 
-void kel_log_at(const char *category, int32_t level, const char *format, ...) {
-  if (level > levels().of(category))
-    return;
+void kel_log_at(const char* category, int32_t level, const char* format, ...) {
+  if (level > levels().of(category)) return;
   va_list values;
   va_start(values, format);
   const std::string text = kelhost::formatLine(format, values);
   va_end(values);
   {
-    Sink &target = sink();
+    Sink& target = sink();
     const std::lock_guard lock(target.mutex);
     if (target.function != nullptr) {
       target.function(target.context, category, level, text.c_str());
@@ -154,30 +144,25 @@ void kel_log_at(const char *category, int32_t level, const char *format, ...) {
   writeToStandardError(line);
 }
 
-void kel_host_set_log_level(const char *prefix, int32_t level) {
-  levels().set(prefix, level);
-}
+void kel_host_set_log_level(const char* prefix, int32_t level) { levels().set(prefix, level); }
 
-int32_t kel_host_log_level_of(const char *name) {
+int32_t kel_host_log_level_of(const char* name) {
   std::string upper(name);
-  for (char &c : upper) {
-    if (c >= 'a' && c <= 'z')
-      c = static_cast<char>(c - 'a' + 'A');
+  for (char& c : upper) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
   }
-  if (upper == "OFF")
-    return kOff;
+  if (upper == "OFF") return kOff;
   for (std::int32_t level = 0; level < kLevels; ++level) {
-    if (upper == kLevelNames[level])
-      return level;
+    if (upper == kLevelNames[level]) return level;
   }
   return kNoSuchLevel;
 }
 
-void kel_host_set_log_sink(kel_host_log_sink function, void *context) {
-  Sink &target = sink();
+void kel_host_set_log_sink(kel_host_log_sink function, void* context) {
+  Sink& target = sink();
   const std::lock_guard lock(target.mutex);
   target.function = function;
   target.context = context;
 }
 
-} // extern "C"
+}  // extern "C"

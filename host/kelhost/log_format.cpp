@@ -8,48 +8,42 @@ namespace kelhost {
 namespace {
 
 struct Conversion {
-  std::string_view host; // behind the "%"
+  std::string_view host;  // behind the "%"
   std::string_view printf;
 };
 
-constexpr Conversion kConversions[] = {{"s", "s"},       {"d", "d"},
-                                       {"%", "%"},       {"I32d", PRId32},
-                                       {"I64d", PRId64}, {"I64u", PRIu64}};
+constexpr Conversion kConversions[] = {{"s", "s"},       {"d", "d"},       {"%", "%"},
+                                       {"I32d", PRId32}, {"I64d", PRId64}, {"I64u", PRIu64}};
 
-} // namespace
+}  // namespace
 
-std::optional<std::string> translateFormat(const char *format) {
+std::optional<std::string> translateFormat(const char* format) {
   std::string result;
   std::string_view rest(format);
   while (true) {
     const std::size_t percent = rest.find('%');
     result += rest.substr(0, percent);
-    if (percent == std::string_view::npos)
-      return result;
+    if (percent == std::string_view::npos) return result;
     rest.remove_prefix(percent + 1);
-    const Conversion *known = nullptr;
-    for (const Conversion &conversion : kConversions) {
-      if (rest.starts_with(conversion.host))
-        known = &conversion;
+    const Conversion* known = nullptr;
+    for (const Conversion& conversion : kConversions) {
+      if (rest.starts_with(conversion.host)) known = &conversion;
     }
-    if (known == nullptr)
-      return std::nullopt;
+    if (known == nullptr) return std::nullopt;
     result += '%';
     result += known->printf;
     rest.remove_prefix(known->host.size());
   }
 }
 
-std::string formatLine(const char *format, std::va_list values) {
+std::string formatLine(const char* format, std::va_list values) {
   const auto translated = translateFormat(format);
-  if (!translated)
-    return format;
-  char line[512]; // nearly every line fits; a longer one is formatted a second
-                  // time
+  if (!translated) return format;
+  char line[512];  // nearly every line fits; a longer one is formatted a second
+                   // time
   std::va_list again;
   va_copy(again, values);
-  const int length =
-      std::vsnprintf(line, sizeof(line), translated->c_str(), values);
+  const int length = std::vsnprintf(line, sizeof(line), translated->c_str(), values);
   std::string text;
   if (length < 0) {
     text = format;
@@ -63,4 +57,4 @@ std::string formatLine(const char *format, std::va_list values) {
   return text;
 }
 
-} // namespace kelhost
+}  // namespace kelhost

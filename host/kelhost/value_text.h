@@ -17,6 +17,6 @@
 
 namespace kelhost {
 
-std::string valueText(const kel_data &value);
+std::string valueText(const kel_data& value);
 
-} // namespace kelhost
+}  // namespace kelhost

@@ -9,7 +9,7 @@ namespace com::corvane::connectivity::plugins {
 
 using connectivity10_15_0::get;
 
-const char* const payloadErrorText =
+const char* const kPayloadErrorText =
     "HTTPClient payloads must be binary buffers or dictionary having string key and either string "
     "or binary value (did you mean to use the StringCodec to encode a string to a buffer?)";
 
@@ -17,10 +17,10 @@ namespace {
 
 void checkPayload(const data_t& payload) {
   if (payload.tag() == KEL_TAG_BUFFER) return;
-  if (payload.tag() != KEL_TAG_MAP) throw std::runtime_error(payloadErrorText);
+  if (payload.tag() != KEL_TAG_MAP) throw std::runtime_error(kPayloadErrorText);
   for (const auto& field : get<map_t>(payload)) {
     const bool isField = field.value().isString() || field.value().tag() == KEL_TAG_BUFFER;
-    if (!field.key().isString() || !isField) throw std::runtime_error(payloadErrorText);
+    if (!field.key().isString() || !isField) throw std::runtime_error(kPayloadErrorText);
   }
 }
 

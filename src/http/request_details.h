@@ -16,7 +16,7 @@
 namespace com::corvane::connectivity::plugins {
 
 struct RequestDetails {
-  /// Takes the fields over as they are. Throws std::runtime_error with payloadErrorText when the
+  /// Takes the fields over as they are. Throws std::runtime_error with kPayloadErrorText when the
   /// payload is neither a buffer nor a map of string keys to strings or buffers.
   RequestDetails(data_t payload, data_t requestId, data_t method, data_t path, TextMap headers,
                  TextMap queryParameters, TextMap cookies, data_t form, double startTime);
@@ -34,6 +34,6 @@ struct RequestDetails {
 };
 
 /// "HTTPClient payloads must be ..." : the refusal of a payload of another kind.
-extern const char* const payloadErrorText;
+extern const char* const kPayloadErrorText;
 
 }  // namespace com::corvane::connectivity::plugins

@@ -100,7 +100,8 @@ typename GetVisitor<T>::ConstResult get(const data_t& value) {
 /// an integer, the characters of a string. The point of a double is a full stop in every locale.
 std::string parseText(const data_t& value);
 
-/// The value's text as T, converted by boost::lexical_cast.
+/// The value's text as T, converted by boost::lexical_cast: a bool is "0" or "1", and the process's
+/// C++ locale decides on points and groups of digits.
 template <typename T>
 T parse(const data_t& value) {
   return boost::lexical_cast<T>(parseText(value));

@@ -9,8 +9,9 @@
 //            iterators into different maps" (see iterator_checks.h), "Cannot use custom values as a
 //            key", "Cannot insert into a map that the host does not grow", "Out of bounds" for
 //            the entry at an end position.
-// Invariants: entries plus deleted slots fill at most three quarters of the capacity after an
-//            insertion; capacity never shrinks. Iteration is in slot order.
+// Invariants: before an insertion takes its slot, entries plus deleted slots are at most three
+//            quarters of the capacity; else the map grows first, to room for twice the entries,
+//            which is less than before where most slots were deleted. Iteration is in slot order.
 #pragma once
 
 #include <cstddef>

@@ -15,6 +15,7 @@ namespace chainhost {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 // A plugin whose answers wait for the test.
 class RunSignalTest : public RunFixture {
@@ -135,6 +136,21 @@ TEST_F(RunSignalTest, EndsAtOnceOnAThirdSignalWhenTheTransportHangs) {
   host.signal(SIGTERM);
 
   EXPECT_EQ(host.wait(), 143);
+}
+
+TEST_F(RunSignalTest, LeavesATransportThatDoesNotEndAfterASecondOne) {
+  ChildProcess host(runArguments(configFor("hangs_in_shutdown")));
+  host.write(message(1) + "\n");
+  host.readLine();
+  host.signal(SIGINT);
+  host.waitForError("reading ended");
+
+  host.signal(SIGTERM);
+
+  EXPECT_EQ(host.wait(), 143);
+  EXPECT_THAT(host.restOfError(),
+              StartsWith("chainhost: the transport has not ended within 3 seconds, leaving it\n"
+                         "chainhost: messages 1, responses 1 "));
 }
 
 TEST_F(RunSignalTest, DropsALineThatWasNotReadToItsEnd) {

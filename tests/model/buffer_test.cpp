@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "kelhost/blocks.h"
-#include "model/custom.h"
 #include "model/host_calls.h"
 #include "model/host_made.h"
 #include "model/thrown_text.h"
@@ -114,34 +113,6 @@ TEST(BufferTest, ReleasesItsOldBlockWhenAssigned) {
 
   EXPECT_EQ(calls.count("kel_free_buffer"), 1U);
   EXPECT_EQ(buffer.raw(), nullptr);
-}
-
-TEST(CustomTest, ReleasesItsOldBlockWhenAssigned) {
-  CustomObject object;
-  custom_t custom = custom_t::adopt(object.block());
-
-  custom = custom_t();
-
-  EXPECT_EQ(object.releases(), 1);
-  EXPECT_EQ(custom.raw(), nullptr);
-}
-
-TEST(CustomTest, IsGivenBackToTheHostOnce) {
-  CustomObject object;
-  HostCalls calls;
-
-  {
-    custom_t custom = custom_t::adopt(object.block());
-    custom_t moved(std::move(custom));
-    custom_t assigned;
-    assigned = std::move(moved);
-    EXPECT_EQ(assigned.raw(), object.block());
-    EXPECT_EQ(moved.raw(), nullptr);
-    EXPECT_EQ(object.releases(), 0);
-  }
-
-  EXPECT_EQ(object.releases(), 1);
-  EXPECT_EQ(calls.count("kel_free_custom"), 1U);
 }
 
 }  // namespace

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstdint>
-#include <limits>
 #include <utility>
 
 #include "model/data.h"
 #include "model/host_calls.h"
 #include "model/host_made.h"
-#include "model/map_key.h"
 #include "model/thrown_text.h"
 
 namespace com::corvane::connectivity10_15_0 {
@@ -148,23 +145,6 @@ TEST(DataHashTest, RefusesContainersThatHoldCustomValues) {
 
   EXPECT_EQ(thrownText([&] { map.hash(); }), "Cannot use custom values as a key");
   EXPECT_EQ(thrownText([&] { list.hash(); }), "Cannot use custom values as a key");
-}
-
-TEST(MapKeyTest, HashesItsTextOnce) {
-  HostCalls calls;
-
-  const MapKey key("requestId");
-  const std::uint64_t hash = key.hash();
-
-  EXPECT_EQ(calls.count("kel_hash_string"), 1U);
-  EXPECT_EQ(hash, kel_hash_string("requestId"));
-  EXPECT_STREQ(key.text(), "requestId");
-  EXPECT_EQ(key.key().tag(), KEL_TAG_STRING);
-}
-
-TEST(MapKeyTest, RefusesANullText) {
-  EXPECT_EQ(thrownText([] { MapKey key(nullptr); }),
-            "Cannot use a null char* as a data_t value (consider using an empty data_t() instead)");
 }
 
 }  // namespace
