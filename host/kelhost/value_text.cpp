@@ -1,5 +1,8 @@
 #include "kelhost/value_text.h"
 
+#include <cstdint>
+#include <vector>
+
 #include "kel/host_values.h"
 #include "kelhost/blocks.h"
 #include "runtime/decimal64.h"
@@ -34,33 +37,16 @@ void appendQuoted(std::string& text, const char* characters) {
   text += '"';
 }
 
-void append(std::string& text, const kel_data& value, bool isNested);
+// A list or map whose text has been begun. Kept apart from the call stack, which deep nesting would
+// exhaust.
+struct Open {
+  const kel_data* container;
+  std::uint64_t next = 0;  // element or slot
+  bool isKeyWritten = false;
+  bool isFirst = true;
+};
 
-void appendList(std::string& text, const list_block* list) {
-  text += '[';
-  for (std::uint64_t i = 0; list != nullptr && i < list->count; ++i) {
-    if (i > 0) text += ", ";
-    append(text, elementsOf(list)[i], true);
-  }
-  text += ']';
-}
-
-void appendMap(std::string& text, const map_block* map) {
-  text += '{';
-  const char* separator = "";
-  for (std::uint64_t i = 0; map != nullptr && i < map->capacity; ++i) {
-    const kel_map_slot& slot = slotsOf(map)[i];
-    if (!isOccupied(slot)) continue;
-    text += separator;
-    append(text, slot.key, true);
-    text += ": ";
-    append(text, slot.value, true);
-    separator = ", ";
-  }
-  text += '}';
-}
-
-void append(std::string& text, const kel_data& value, bool isNested) {
+void appendScalar(std::string& text, const kel_data& value, bool isNested) {
   char number[64];
   switch (value.tag) {
     case KEL_TAG_BOOLEAN:
@@ -83,12 +69,6 @@ void append(std::string& text, const kel_data& value, bool isNested) {
         text += value.payload.string;
       }
       break;
-    case KEL_TAG_LIST:
-      appendList(text, value.payload.list);
-      break;
-    case KEL_TAG_MAP:
-      appendMap(text, value.payload.map);
-      break;
     case KEL_TAG_BUFFER: {
       const std::uint64_t length =
           value.payload.buffer == nullptr ? 0 : value.payload.buffer->length;
@@ -104,11 +84,57 @@ void append(std::string& text, const kel_data& value, bool isNested) {
   }
 }
 
+// Writes a scalar, or begins a container, which the caller goes on with.
+void begin(std::string& text, std::vector<Open>& open, const kel_data& value, bool isNested) {
+  if (value.tag == KEL_TAG_LIST || value.tag == KEL_TAG_MAP) {
+    text += value.tag == KEL_TAG_LIST ? '[' : '{';
+    open.push_back(Open{&value});
+  } else {
+    appendScalar(text, value, isNested);
+  }
+}
+
+// The next value of a list, or key or value of a map, with what stands before it; null at the end.
+const kel_data* nextOf(std::string& text, Open& open) {
+  const char* const separator = open.isFirst ? "" : ", ";
+  if (open.container->tag == KEL_TAG_LIST) {
+    const list_block* const list = open.container->payload.list;
+    if (list == nullptr || open.next == list->count) return nullptr;
+    text += separator;
+    open.isFirst = false;
+    return &elementsOf(list)[open.next++];
+  }
+  const map_block* const map = open.container->payload.map;
+  if (open.isKeyWritten) {
+    text += ": ";
+    open.isKeyWritten = false;
+    return &slotsOf(map)[open.next++].value;
+  }
+  while (map != nullptr && open.next < map->capacity && !isOccupied(slotsOf(map)[open.next])) {
+    ++open.next;
+  }
+  if (map == nullptr || open.next == map->capacity) return nullptr;
+  text += separator;
+  open.isFirst = false;
+  open.isKeyWritten = true;
+  return &slotsOf(map)[open.next].key;
+}
+
 }  // namespace
 
 std::string valueText(const kel_data& value) {
   std::string text;
-  append(text, value, false);
+  std::vector<Open> open;
+  begin(text, open, value, false);
+  while (!open.empty()) {
+    const kel_data* const next = nextOf(text, open.back());
+    if (next != nullptr) {
+      begin(text, open, *next, true);
+    } else {
+      text += open.back().container->tag == KEL_TAG_LIST ? ']' : '}';
+      open.pop_back();
+    }
+  }
   return text;
 }
 
