@@ -54,7 +54,7 @@ void Delivery::deliverInput() {
     deliverLines();
   }
   const auto rest = reader_.takeRest();
-  if (!rest) {
+  if (!rest || state_.isAbandoned()) {
     return;
   }
   if (state_.isReadingStopped()) {

@@ -7,7 +7,10 @@
 //            nothing is read. When told to stop it reads no more, but delivers the whole lines
 //            that it has read; an unfinished one is dropped with a notice.
 // Threads:   owner: construction, start, stop. The rest is the thread's own.
-// Errors:    RunState::endReading and RunState::fail get the texts.
+// Errors:    end the reading; RunState::endReading gets "cannot read NAME: REASON",
+//            "the transport's sendBatchTowardsTransport failed" (each message that it did not take
+//            is answered with the error line "the transport did not take the message") or
+//            "reading ended: REASON".
 #pragma once
 
 #include <cstdint>

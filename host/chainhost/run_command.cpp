@@ -163,8 +163,8 @@ ExitCode Run::perform() {
   }
   closeOutput();
   if (state_.surplus() > 0) {
-    state_.fail("the transport sent " + std::to_string(state_.surplus()) +
-                " responses more than it got messages");
+    state_.fail("the transport sent more responses than it got messages: " +
+                std::to_string(state_.surplus()) + " more");
   }
   reportEnd();
   return exitCode();
@@ -188,8 +188,8 @@ void Run::deliverAndWait() {
   delivery->start();
   const RunState::End end = state_.wait(output_, config_.answerTimeoutSecs * 1000);
   if (end == RunState::End::Unanswered) {
-    state_.fail("no response has come for " + std::to_string(config_.answerTimeoutSecs) +
-                " seconds, giving up");
+    state_.fail("no response within answerTimeoutSecs (" +
+                std::to_string(config_.answerTimeoutSecs) + "), giving up");
   }
   if (end == RunState::End::AllAnswered) {
     delivery->stop();
@@ -227,7 +227,7 @@ void Run::reportEnd() {
     report(state_.failure());
   }
   if (state_.unanswered() > 0) {
-    report(std::to_string(state_.unanswered()) + " messages were not answered");
+    report("messages not answered: " + std::to_string(state_.unanswered()));
   }
   RunSummary summary = element_.summary();
   summary.messages = state_.messages();

@@ -75,8 +75,8 @@ void RunState::signalReceived(int number) {
   const int count = signals_.fetch_add(1) + 1;
   stopReading_.set();
   if (count == 1) {
-    report("SIG" + std::string(::sigabbrev_np(number)) + ": reading ended, " +
-           std::to_string(unanswered()) + " responses are due; a second signal abandons them");
+    report("SIG" + std::string(::sigabbrev_np(number)) + ": reading ended, responses due: " +
+           std::to_string(unanswered()) + "; a second signal abandons them");
   }
   com::orvex::AutoMutex lock(mutex_);
   condition_.broadcast();
@@ -102,8 +102,8 @@ RunState::End RunState::wait(const OutputWriter& output, std::int64_t answerTime
       return End::Unanswered;
     }
     if (silence.isNoticeDue(silentMs, noticeMs_)) {
-      report(std::to_string(unanswered()) + " responses are due, none has come for " +
-             std::to_string(silentMs / 1000) + " seconds");
+      report("responses due: " + std::to_string(unanswered()) +
+             ", seconds without one: " + std::to_string(silentMs / 1000));
     }
   }
 }

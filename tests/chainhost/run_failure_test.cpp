@@ -132,13 +132,13 @@ TEST_F(RunFailureTest, AnswersForTheRestOfABatchThatTheTransportTookInPart) {
 TEST_F(RunFailureTest, DoesNotWaitForeverForAnswers) {
   EXPECT_EQ(runWith("never_answers", "answerTimeoutSecs: 1\n"), 1);
   EXPECT_EQ(error_,
-            "chainhost: no response has come for 1 seconds, giving up\n"
-            "chainhost: 2 messages were not answered\n");
+            "chainhost: no response within answerTimeoutSecs (1), giving up\n"
+            "chainhost: messages not answered: 2\n");
 }
 
 TEST_F(RunFailureTest, TellsAPluginThatAnswersTwice) {
   EXPECT_EQ(runWith("answers_twice"), 1);
-  EXPECT_EQ(error_, "chainhost: the transport sent 2 responses more than it got messages\n");
+  EXPECT_EQ(error_, "chainhost: the transport sent more responses than it got messages: 2 more\n");
 }
 
 TEST_F(RunFailureTest, TellsStandardStreamsThatAreClosed) {

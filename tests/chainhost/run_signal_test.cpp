@@ -78,7 +78,7 @@ TEST_P(RunSignalEachTest, LeavesTheRestUnansweredOnASecondOne) {
 
   EXPECT_EQ(host.wait(), 128 + GetParam());
   EXPECT_EQ(host.restOfOutput(), "");
-  EXPECT_THAT(host.restOfError(), HasSubstr("chainhost: 2 messages were not answered\n"));
+  EXPECT_THAT(host.restOfError(), HasSubstr("chainhost: messages not answered: 2\n"));
   EXPECT_THAT(host.lastErrorLine(), HasSubstr("messages 3, responses 1 "));
 }
 
@@ -122,7 +122,7 @@ TEST_F(RunSignalTest, AbandonsADeliveryThatWaitsForRoom) {
   host.signal(SIGINT);
 
   EXPECT_EQ(host.wait(), 130);
-  EXPECT_THAT(host.restOfError(), HasSubstr("chainhost: 10 messages were not answered\n"));
+  EXPECT_THAT(host.restOfError(), HasSubstr("chainhost: messages not answered: 10\n"));
 }
 
 TEST_F(RunSignalTest, EndsAtOnceOnAThirdSignalWhenTheTransportHangs) {

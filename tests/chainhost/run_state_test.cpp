@@ -94,8 +94,7 @@ TEST_F(RunStateTest, OnlyStopsTheReadingOnAFirstSignal) {
   state_.signalReceived(SIGTERM);
 
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "chainhost: SIGTERM: reading ended, 2 responses are due; a second signal abandons "
-            "them\n");
+            "chainhost: SIGTERM: reading ended, responses due: 2; a second signal abandons them\n");
   EXPECT_TRUE(isReadable(state_.stopReadingFd()));
   EXPECT_TRUE(state_.isReadingStopped());
   EXPECT_FALSE(state_.isAbandoned());
@@ -135,8 +134,8 @@ TEST_F(RunStateTest, NoticesASilenceAgainAndAgain) {
   wait(1100);
 
   const std::string text = testing::internal::GetCapturedStderr();
-  const std::string first = "chainhost: 1 responses are due, none has come for 0 seconds\n";
-  const std::string last = "chainhost: 1 responses are due, none has come for 1 seconds\n";
+  const std::string first = "chainhost: responses due: 1, seconds without one: 0\n";
+  const std::string last = "chainhost: responses due: 1, seconds without one: 1\n";
   EXPECT_TRUE(text.starts_with(first)) << text;
   EXPECT_TRUE(text.ends_with(last)) << text;
 }
