@@ -6,9 +6,12 @@ set -euo pipefail
 # An environment may be nearly empty, and system programs may be outside an ordinary user's PATH.
 export PATH="${PATH:-/usr/local/bin:/usr/bin:/bin}:/usr/sbin:/sbin"
 export LC_ALL=C.UTF-8
-if [[ ! -w "${HOME:-/nonexistent}" ]]; then
-  export CCACHE_DIR="$PWD/build/ccache"
+HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6 || true)}
+if [[ ! -d $HOME || ! -w $HOME ]]; then
+  HOME=$PWD/build/home  # the compiler cache refuses to be without
+  mkdir -p "$HOME"
 fi
+export HOME
 # Lets the compiler cache work beside precompiled headers.
 export CCACHE_SLOPPINESS=pch_defines,time_macros
 # The presets decide, not what a shell may have set for other projects.

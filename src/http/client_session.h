@@ -12,6 +12,7 @@
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 
+#include <exception>
 #include <iosfwd>
 #include <utility>
 
@@ -54,10 +55,14 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
         PocoSession(std::forward<Arguments>(arguments)...) {}
 
   std::ostream& sendRequest(Poco::Net::HTTPRequest& request) override {
+    sendFailure_ = nullptr;
     return PocoSession::sendRequest(request);
   }
 
-  void flushRequest() override { PocoSession::flushRequest(); }
+  void flushRequest() override {
+    PocoSession::flushRequest();
+    if (sendFailure_) std::rethrow_exception(sendFailure_);
+  }
 
   void reset() override {
     reader_.clear();
@@ -71,10 +76,26 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
   Poco::Net::HTTPClientSession& base() override { return *this; }
 
  private:
+  // A stream swallows the failure of a write, and writes the rest, or the same again, when it ends.
+  // The server must not see anything behind the gap.
+  int write(const char* buffer, std::streamsize length) override {
+    if (sendFailure_) return static_cast<int>(length);
+    try {
+      return PocoSession::write(buffer, length);
+    } catch (...) {
+      sendFailure_ = std::current_exception();
+      throw;
+    }
+  }
+
   std::size_t receive(char* buffer, std::size_t length) override {
     const int count = PocoSession::read(buffer, static_cast<std::streamsize>(length));
-    return count > 0 ? static_cast<std::size_t>(count) : 0;
+    // TLS tells by a negative number that it still waits, which only a time-out lets through.
+    if (count < 0) throw Poco::TimeoutException();
+    return static_cast<std::size_t>(count);
   }
+
+  std::exception_ptr sendFailure_;
 };
 
 }  // namespace com::corvane::connectivity::plugins

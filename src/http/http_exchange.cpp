@@ -3,6 +3,7 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/NetException.h>
+#include <Poco/Net/StreamSocket.h>
 #include <Poco/URI.h>
 
 #include <algorithm>
@@ -130,13 +131,7 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
   for (bool retried = false;; retried = true) {
     try {
       HTTPRequest request(method, target, HTTPRequest::HTTP_1_1);
-      if (!requestWriter_.sendRequest(*session_, details, request)) {
-        sendFailureResponse(RequestWriter::kUnsupportedCoding, details);
-        session_->reset();
-        return false;
-      }
-      session_->reader().readHead(head_, method == HTTPRequest::HTTP_HEAD);
-      return true;
+      return attempt(request, details);
     } catch (const Poco::Net::NoMessageException& failure) {
       if (retried) throw;
       prepareRetry("Poco::Net::NoMessageException", failure);
@@ -147,6 +142,38 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
       if (retried) throw;
       prepareRetry("Poco::IOException", failure);
     }
+  }
+}
+
+bool HttpExchange::attempt(HTTPRequest& request, RequestDetails& details) {
+  const bool toHead = request.getMethod() == HTTPRequest::HTTP_HEAD;
+  try {
+    if (!requestWriter_.sendRequest(*session_, details, request)) {
+      sendFailureResponse(RequestWriter::kUnsupportedCoding, details);
+      session_->reset();
+      return false;
+    }
+  } catch (const Poco::IOException&) {
+    if (!readEarlyHead(toHead)) throw;
+    return true;
+  }
+  session_->reader().readHead(head_, toHead);
+  return true;
+}
+
+// A server may answer and close before it has taken the whole body: the send fails, and the answer
+// waits to be read.
+bool HttpExchange::readEarlyHead(bool toHead) {
+  Poco::Net::HTTPClientSession& base = session_->base();
+  try {
+    const bool hasAnswer =
+        base.connected() && base.socket().poll(Poco::Timespan(0), Poco::Net::Socket::SELECT_READ);
+    if (!hasAnswer) return false;
+    session_->reader().readHead(head_, toHead);
+    session_->reader().forbidReuse();
+    return true;
+  } catch (const Poco::Exception&) {
+    return false;  // the failure of the send tells more
   }
 }
 

@@ -54,6 +54,8 @@ class HttpExchange {
   void performRequest(RequestDetails& details);
   void exchange(RequestDetails& details);
   bool receiveHead(const std::string& target, RequestDetails& details);
+  bool attempt(Poco::Net::HTTPRequest& request, RequestDetails& details);
+  bool readEarlyHead(bool toHead);
   void prepareRetry(const char* kind, const Poco::Exception& failure);
   std::string targetOf(const RequestDetails& details) const;
   void readBody(const RequestDetails& details);

@@ -1,5 +1,6 @@
 #include "http/request_mapping.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -32,6 +33,14 @@ data_t takeString(map_t& http, const MapKey& key, const char* absent, const char
   return take(entry.value());
 }
 
+// A name that would end before its end, or be read as another one, must not reach the wire.
+void checkName(const std::string& name) {
+  const auto isBreaking = [](char c) { return (c >= 0 && c <= ' ') || c == '\x7F' || c == ':'; };
+  if (name.empty() || std::any_of(name.begin(), name.end(), isBreaking)) {
+    throw std::runtime_error("Invalid HTTP header name: \"" + name + "\"");
+  }
+}
+
 }  // namespace
 
 std::string textOf(const data_t& value) {
@@ -61,6 +70,7 @@ TextMap RequestMapping::readHeaders(map_t& http, std::vector<std::string>& dupli
   headers.reserve(entries.size() + 6);  // and those that every request gets
   for (auto& entry : entries) {
     std::string name = withoutLineBreaks(textOf(entry.key()));
+    checkName(name);
     ascii::lower(name);
     std::string value = withoutLineBreaks(textOf(entry.value()));
     if (name == "content-encoding") {

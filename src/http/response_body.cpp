@@ -35,13 +35,11 @@ void ResponseBody::read(const ResponseHead& head, bool hasBody, ResponseReader& 
 }
 
 void ResponseBody::readPlain(ResponseReader& reader) {
-  while (true) {
+  while (!reader.isComplete()) {
     const std::uint64_t expected = reader.expectedBytes();
     const auto piece = static_cast<std::size_t>(expected > 0 ? std::min(expected, kReservedBytesMax)
                                                              : kPieceBytes);
-    const std::size_t count = reader.readBody(body_.room(piece), piece);
-    if (count == 0) return;
-    body_.add(count);
+    body_.add(reader.readBody(body_.room(piece), piece));
   }
 }
 

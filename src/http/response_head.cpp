@@ -20,6 +20,9 @@ bool isTokenCharacter(char c) {
          kSymbols.find(c) != std::string_view::npos;
 }
 
+// Names are tokens; bytes above 0x7F, which some servers send in them, stand for ISO-8859-1.
+bool isNameCharacter(char c) { return c < 0 || isTokenCharacter(c); }
+
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 // The end of the line that begins at `position`, its line feed not included.
@@ -47,6 +50,7 @@ void ResponseHead::clear() {
   fields_.clear();
   reason_ = {};
   status_ = 0;
+  folds_ = 0;
 }
 
 void ResponseHead::parse() {
@@ -97,6 +101,8 @@ void ResponseHead::parseFields(std::size_t position) {
 // Joins the line that ends at `feed` and the one after it, which continues the field, by one blank
 // (obsolete line folding: RFC 9112, section 5.2). Returns the end of the joined line.
 std::size_t ResponseHead::unfold(std::size_t feed) {
+  // Each fold moves what follows it: their number has to be bounded.
+  if (++folds_ > kFoldsMax) throw MessageException("Too many folded header lines");
   std::size_t begin = feed;
   while (isBlank(bytes_[begin - 1]) || bytes_[begin - 1] == '\r') --begin;
   const std::size_t end = bytes_.find_first_not_of(" \t", feed + 1);
@@ -106,14 +112,16 @@ std::size_t ResponseHead::unfold(std::size_t feed) {
 
 void ResponseHead::addField(char* begin, char* end) {
   char* const colon = std::find(begin, end, ':');
-  if (colon == end || colon == begin || !std::all_of(begin, colon, isTokenCharacter)) {
+  char* nameEnd = colon;
+  while (nameEnd != begin && isBlank(nameEnd[-1])) --nameEnd;
+  if (colon == end || nameEnd == begin || !std::all_of(begin, nameEnd, isNameCharacter)) {
     throw MessageException("Malformed header field");
   }
   std::replace(colon, end, '\r', ' ');  // a bare carriage return: RFC 9112, section 2.2
   HeaderField field;
-  field.name = {begin, static_cast<std::size_t>(colon - begin)};
+  field.name = {begin, static_cast<std::size_t>(nameEnd - begin)};
   field.value = ascii::trimmed({colon + 1, static_cast<std::size_t>(end - colon - 1)});
-  *colon = '\0';
+  *nameEnd = '\0';
   terminate(field.value);
   fields_.push_back(field);
 }

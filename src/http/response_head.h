@@ -8,7 +8,8 @@
 // Invariants: each text of a field is followed by a NUL byte in the buffer, holds none itself, and
 //            is free of line breaks.
 // Source:    RFC 9112, sections 2.2, 4 and 5.
-// Limits:    kFieldsMax fields, kFieldBytesMax bytes a field line, kHeadBytesMax bytes a head.
+// Limits:    kFieldsMax fields, kFieldBytesMax bytes a field line, kHeadBytesMax bytes a head,
+//            kFoldsMax folded lines a head.
 #pragma once
 
 #include <cstddef>
@@ -28,6 +29,7 @@ class ResponseHead {
   static constexpr std::size_t kFieldsMax = 1000;
   static constexpr std::size_t kFieldBytesMax = 64 * 1024;
   static constexpr std::size_t kHeadBytesMax = 1024 * 1024;
+  static constexpr std::size_t kFoldsMax = 1000;
 
   int status() const { return status_; }
   /// The reason phrase as received, possibly empty.
@@ -58,6 +60,7 @@ class ResponseHead {
   std::string bytes_;
   int status_ = 0;
   int minorVersion_ = 1;
+  std::size_t folds_ = 0;
   std::string_view reason_;
   std::vector<HeaderField> fields_;
 };

@@ -9,10 +9,12 @@
 #include "http/ascii.h"
 #include "http/charset.h"
 #include "http/set_cookie.h"
+#include "model/get.h"
 #include "model/text.h"
 
 namespace com::corvane::connectivity::plugins {
 
+using connectivity10_15_0::get;
 using connectivity10_15_0::valueText;
 
 namespace {
@@ -48,7 +50,8 @@ map_t ResponseMapping::readHeaders(const ResponseHead& head, std::string& conten
                                    std::set<std::string>& duplicates) const {
   map_t headers;
   for (const HeaderField& field : head.fields()) {
-    std::string name = ascii::lowered(field.name);  // a token: plain ASCII
+    std::string name = ascii::lowered(field.name);
+    if (!ascii::isPlain(name)) name = charset::latin1ToUtf8(name.c_str()).get();
     if (name == "content-type") contentType = utf8Text(field.value);
     const bool inserted = headers.insert(data_t(name), utf8Value(field.value)).second;
     if (!inserted) duplicates.insert(std::move(name));
@@ -105,23 +108,24 @@ Message ResponseMapping::map(const ResponseHead& head, std::string_view body,
   trace(head, body);
   dropDuplicates(headers, duplicates);
 
-  // What can fail comes first: the record has to stay whole for a failure response.
-  map_t typed;
-  setContentType(typed, contentType);
-  map_t cookies = readCookies(head);
   map_t http;
   http.insert(keys_.statusCode, data_t(std::int64_t{head.status()}));
   http.insert(keys_.statusReason, data_t(head.reason().data()));
+  http.insert(keys_.method, data_t());
+  http.insert(keys_.path, data_t());
+  http.insert(keys_.cookies, data_t(readCookies(head)));
+  http.insert(keys_.headers, data_t(std::move(headers)));
   Message message;
   message.payload = bufferOf(body);
-
-  message.metadata.insert(keys_.requestId, std::move(details.requestId));
-  for (auto& entry : typed) message.metadata.insert(entry.key().copy(), std::move(entry.value()));
-  http.insert(keys_.method, std::move(details.method));
-  http.insert(keys_.path, std::move(details.path));
-  http.insert(keys_.cookies, data_t(std::move(cookies)));
-  http.insert(keys_.headers, data_t(std::move(headers)));
+  message.metadata.insert(keys_.requestId, data_t());
+  setContentType(message.metadata, contentType);
   message.metadata.insert(keys_.http, data_t(std::move(http)));
+
+  // Nothing fails from here on. Before, the record has to stay whole for a failure response.
+  map_t& placed = get<map_t>(message.metadata.find(keys_.http).value());
+  message.metadata.find(keys_.requestId).value() = std::move(details.requestId);
+  placed.find(keys_.method).value() = std::move(details.method);
+  placed.find(keys_.path).value() = std::move(details.path);
   return message;
 }
 

@@ -104,6 +104,7 @@ void ResponseReader::readHead(ResponseHead& head, bool toHead) {
 void ResponseReader::collectHead(ResponseHead& head, std::size_t bytesMax) {
   std::string& bytes = head.bytes();
   std::size_t lineStart = 0;  // of the line that is being collected
+  std::size_t skipped = 0;    // empty lines before the status line
   while (true) {
     if (begin_ == end_ && !fill()) {
       if (bytes.empty()) throw NoMessageException();
@@ -112,14 +113,16 @@ void ResponseReader::collectHead(ResponseHead& head, std::size_t bytesMax) {
     const char* const first = buffer_.data() + begin_;
     const auto* const feed = static_cast<const char*>(std::memchr(first, '\n', end_ - begin_));
     const std::size_t taken = feed ? static_cast<std::size_t>(feed - first) + 1 : end_ - begin_;
-    if (bytes.size() + taken > bytesMax) throw MessageException("Response head too large");
+    if (skipped + bytes.size() + taken > bytesMax)
+      throw MessageException("Response head too large");
     bytes.append(first, taken);
     begin_ += taken;
     if (!feed) continue;
     const std::size_t length = bytes.size() - lineStart;
     const bool isEmptyLine = length == 1 || (length == 2 && bytes[lineStart] == '\r');
     if (isEmptyLine && lineStart == 0) {
-      bytes.clear();  // empty lines before the status line: RFC 9112, section 2.2
+      skipped += length;  // the end of an earlier body, sent once too often
+      bytes.clear();
     } else if (isEmptyLine) {
       return;
     }
@@ -273,6 +276,8 @@ bool ResponseReader::drain(std::size_t bytesMax) {
   }
   return complete_;
 }
+
+void ResponseReader::forbidReuse() { keepsOpen_ = false; }
 
 bool ResponseReader::reusable() const { return complete_ && keepsOpen_ && begin_ == end_; }
 

@@ -57,6 +57,12 @@ class ResponseReader {
   /// follows: the connection may carry the next request.
   bool reusable() const;
 
+  /// Makes reusable false for this answer, whatever else it says.
+  void forbidReuse();
+
+  /// True once the body's end has been proven.
+  bool isComplete() const { return complete_; }
+
   /// What was wrong with the framing after readBody threw a StreamException; "" before.
   const char* framingError() const { return framingError_; }
 

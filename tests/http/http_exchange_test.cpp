@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -474,6 +475,54 @@ TEST_F(HttpExchangeTest, FailsForAPathThatIsNoUri) {
 
   EXPECT_EQ(status(perform(RequestMessage("GET", "http://host:99999/"))), 400);
   EXPECT_EQ(overallStatus(), "FAILED");
+}
+
+TEST_F(HttpExchangeTest, TakesAnAnswerThatComesBeforeTheBodyIsSent) {
+  // More than the system buffers between the two; the server never reads it.
+  const std::string large(16 * 1024 * 1024, 'x');
+  ScriptedServer server([](Connection& connection) {
+    if (!connection.readHead()) return;
+    if (connection.index() == 0) {
+      connection.send("HTTP/1.1 413 Too Large\r\nContent-Length: 3\r\n\r\nbig");
+      return;
+    }
+    connection.send(kEmptyAnswer);
+    connection.waitUntilClosed();
+  });
+  connectTo(server.port());
+
+  Message& answer = perform(RequestMessage("POST", "/", large));
+  EXPECT_EQ(status(answer), 413);
+  EXPECT_EQ(server.connectionCount(), 1u);
+
+  EXPECT_EQ(status(perform(RequestMessage("GET", "/", ""))), 200);
+  EXPECT_EQ(server.connectionCount(), 2u);
+}
+
+TEST_F(HttpExchangeTest, SendsNothingBehindAFailedWrite) {
+  settings_.timeoutSecs = 1;
+  const std::string large(16 * 1024 * 1024, 'x');
+  std::array<std::string, 2> received;  // by attempt
+  ScriptedServer server([&](Connection& connection) {
+    // Reads nothing until the client has given up; then all that it had sent.
+    host_.waitForText("Caught exception processing a request");
+    std::string& bytes = received.at(connection.index());
+    for (std::string some = connection.readSome(); !some.empty(); some = connection.readSome()) {
+      bytes += some;
+    }
+  });
+  connectTo(server.port());
+
+  RequestMessage message("POST", "/", large);
+  message.header("transfer-encoding", data_t("chunked"));
+  EXPECT_EQ(status(perform(message)), 400);
+  exchange_->close();
+  server.waitForFinishedConnections(2);
+
+  for (const std::string& bytes : received) {
+    EXPECT_EQ(bytes.find("0\r\n\r\n"), std::string::npos);
+    EXPECT_LT(bytes.size(), large.size());
+  }
 }
 
 TEST_F(HttpExchangeTest, PassesARedirectOn) {

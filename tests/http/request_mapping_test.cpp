@@ -144,6 +144,14 @@ TEST_F(RequestMappingTest, RefusesHeaderValuesWithoutText) {
   EXPECT_EQ(failure(RequestMessage().header("a", data_t())), "Get from empty");
 }
 
+TEST_F(RequestMappingTest, RefusesHeaderNamesThatWouldBeReadAsSomethingElse) {
+  EXPECT_EQ(failure(RequestMessage().header("", data_t("x"))), "Invalid HTTP header name: \"\"");
+  for (const char* name : {"a: b", "content-length ", "\tx", "x\x7Fy"}) {
+    EXPECT_EQ(failure(RequestMessage().header(name, data_t("x"))),
+              std::string("Invalid HTTP header name: \"") + name + "\"");
+  }
+}
+
 TEST_F(RequestMappingTest, NormalisesTheContentEncoding) {
   EXPECT_EQ(
       header(map(RequestMessage().header("Content-Encoding", data_t("  \t"))), "content-encoding"),

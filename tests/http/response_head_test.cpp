@@ -137,10 +137,29 @@ TEST(ResponseHeadTest, RefusesWhatIsNoStatusLine) {
 TEST(ResponseHeadTest, RefusesMalformedFields) {
   EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\nno colon\r\n\r\n"), "Malformed header field");
   EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\n: no name\r\n\r\n"), "Malformed header field");
-  EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\nname : blank\r\n\r\n"), "Malformed header field");
+  EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\na name: blank\r\n\r\n"), "Malformed header field");
+  EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\n : blank\r\n\r\n"), "Malformed header field");
   EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\n folded: first\r\n\r\n"), "Malformed header field");
   EXPECT_EQ(refusal(std::string("HTTP/1.1 200 OK\r\na: \0b\r\n\r\n", 25)),
             "NUL byte in the response head");
+}
+
+TEST(ResponseHeadTest, AcceptsNamesWithLatin1BytesAndBlanksBehindThem) {
+  ResponseHead head;
+
+  head.bytes() = "HTTP/1.1 200 OK\r\nCaf\xC9: 1\r\nContent-Length \t: 2\r\n\r\n";
+  head.parse();
+
+  EXPECT_THAT(lines(head), ElementsAre("Caf\xC9=1", "Content-Length=2"));
+  EXPECT_EQ(head.find("content-length"), "2");
+}
+
+TEST(ResponseHeadTest, TakesAThousandFoldsAndNoMore) {
+  std::string head = "HTTP/1.1 200 OK\r\na: b";
+  for (int i = 0; i < 1000; ++i) head += "\n c";
+
+  EXPECT_EQ(refusal(head + "\r\n\r\n"), "accepted");
+  EXPECT_EQ(refusal(head + "\n c\r\n\r\n"), "Too many folded header lines");
 }
 
 TEST(ResponseHeadTest, TakesAThousandFieldsAndNoMore) {

@@ -241,6 +241,16 @@ TEST(ResponseReaderTest, RefusesAHeadOfMoreThanOneMib) {
   EXPECT_EQ(readOne(reader).failure, "Malformed message: Response head too large");
 }
 
+TEST(ResponseReaderTest, CountsEmptyLinesBeforeTheStatusLine) {
+  std::string lines;
+  while (lines.size() <= ResponseHead::kHeadBytesMax) lines += "\r\n";
+  PieceSource source(lines, 100000);
+  ResponseReader reader(source);
+
+  EXPECT_EQ(readOne(reader).failure, "Malformed message: Response head too large");
+  EXPECT_EQ(read("\r\nHTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok").body, "ok");
+}
+
 TEST(ResponseReaderTest, DrainsUpToItsBound) {
   PieceSource source("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n" + std::string(100000, 'x'),
                      1000000);
