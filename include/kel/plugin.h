@@ -63,8 +63,7 @@ KEL_EXPORT int32_t kel_plugin_setNextTowardsHost_HTTPClient(void* plugin, void* 
 /* Takes the request messages [first, end). Ownership as for kel_batch_function. Blocks while more
  * than 2,048 requests wait, unless called from one of the transport's own workers.
  * [any thread, several at once, created or started] */
-KEL_EXPORT int32_t kel_plugin_sendBatchTowardsTransport_HTTPClient(void* plugin,
-                                                                   kel_message* first,
+KEL_EXPORT int32_t kel_plugin_sendBatchTowardsTransport_HTTPClient(void* plugin, kel_message* first,
                                                                    kel_message* end);
 
 #ifdef __cplusplus
