@@ -13,6 +13,7 @@
 
 #include "http/exchange_fixture.h"
 #include "support/certificates.h"
+#include "support/nginx.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
@@ -161,6 +162,42 @@ TEST_F(SessionFactoryTest, RefusesAnExpiredCertificate) {
   expired.validUntilDays = -1;
 
   EXPECT_EQ(statusFrom(authority_.issue(expired)), 400);
+}
+
+TEST_F(SessionFactoryTest, RefusesServersWithOldProtocolsOrCiphersOnly) {
+  trustAuthority();
+  settings_.tls = true;
+  const auto reasonFrom = [this](const std::string& directives) {
+    test_support::Nginx::Options options;
+    options.tls = authority_.issue();
+    options.locations = directives;
+    test_support::Nginx server(options);
+    connectTo(server.port());
+    Message& answer = perform(RequestMessage("GET", "/", ""));
+    exchange_->close();
+    return status(answer) == 400 ? reason(answer) : "status " + std::to_string(status(answer));
+  };
+
+  EXPECT_THAT(reasonFrom("ssl_protocols TLSv1.1; ssl_ciphers ALL:@SECLEVEL=0;"),
+              testing::HasSubstr("SSL"));
+  EXPECT_THAT(reasonFrom("ssl_protocols TLSv1.2; ssl_ciphers ECDHE-ECDSA-AES128-SHA;"),
+              testing::HasSubstr("SSL"));
+  EXPECT_EQ(reasonFrom("ssl_protocols TLSv1.2;"), "status 200");
+}
+
+TEST_F(SessionFactoryTest, WaitsAsLongAsConfigured) {
+  const auto secondsFor = [this](std::int64_t configured) {
+    settings_.timeoutSecs = configured;
+    settings_.port = 80;
+    host_.setLogLevel(4);
+    connectivity10_15_0::Logger log("category");
+    const ThreadLogger logger(log, 0);
+    return sessions_.create("server", 80, logger)->base().getTimeout().totalSeconds();
+  };
+
+  EXPECT_EQ(secondsFor(120), 120);
+  EXPECT_EQ(secondsFor(0), 0);
+  EXPECT_GT(secondsFor(9'000'000'000'000), 1'000'000);  // no overflow
 }
 
 TEST_F(SessionFactoryTest, IsNotTalkedIntoTrustByOtherUsersOfTheLibrary) {

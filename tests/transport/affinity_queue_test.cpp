@@ -213,6 +213,21 @@ TEST_F(AffinityQueueTest, HoldsAProducerBackWhileItIsFull) {
             "more items - 4");
 }
 
+TEST_F(AffinityQueueTest, TakesTwoThousandAndFortyEightItemsAndNoMore) {
+  AffinityQueue queue(1, logger_);
+  for (std::int64_t i = 0; i < 2048; ++i) add(queue, i);
+  EXPECT_TRUE(host_.lines().empty());
+  std::thread producer([&] { add(queue, 2048); });
+
+  const auto line =
+      host_.waitForLine([](const auto& candidate) { return candidate.format == kFull; });
+  take(queue, 0);
+  producer.join();
+
+  EXPECT_TRUE(line.text.ends_with("- 2048")) << line.text;
+  EXPECT_EQ(queue.count(), 2048u);
+}
+
 // A producer that finds the queue full, and is let in by one take once it waits.
 TEST_F(AffinityQueueTest, ReportsFullnessAgainOnlyAfterItHasDrained) {
   AffinityQueue queue(1, logger_, smallLimits());
