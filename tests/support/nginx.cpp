@@ -90,6 +90,7 @@ Nginx::Nginx(const Options& options) : options_(options) {
   processOptions.environment["NGINX"] = "3;4;";
   processOptions.errorFile = dir_.file("startup.log");
   processOptions.descriptors = {serving, readiness};
+  processOptions.endSignal = SIGTERM;  // killed, it would leave its worker behind
   // Debian keeps system programs where an ordinary user's PATH may not lead.
   const std::string path = "/usr/sbin/nginx";
   process_ = std::make_unique<Process>(
@@ -106,8 +107,7 @@ Nginx::Nginx(const Options& options) : options_(options) {
     // Refused: the server has ended already.
   }
   if (!answered) {
-    process_->signal(SIGKILL);
-    process_->wait();
+    process_.reset();
     throw std::runtime_error("nginx does not start: " + readFile(dir_.file("startup.log")) +
                              errorLog());
   }

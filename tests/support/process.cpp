@@ -69,7 +69,8 @@ bool place(std::vector<int>& descriptors, int first) {
 
 }  // namespace
 
-Process::Process(const std::vector<std::string>& arguments, const Options& options) {
+Process::Process(const std::vector<std::string>& arguments, const Options& options)
+    : endSignal_(options.endSignal) {
   std::vector<std::string> words = arguments;
   const std::vector<char*> wordPointers = pointersTo(words);
   std::vector<std::string> variables = environmentWith(options.environment);
@@ -81,7 +82,7 @@ Process::Process(const std::vector<std::string>& arguments, const Options& optio
     throw std::system_error(errno, std::generic_category(), "fork");
   }
   if (id_ == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    prctl(PR_SET_PDEATHSIG, options.endSignal);
     if (getppid() == parent && redirect("/dev/null", O_RDONLY, STDIN_FILENO) &&
         redirect(options.outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO) &&
         redirect(options.errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO) &&
@@ -93,7 +94,13 @@ Process::Process(const std::vector<std::string>& arguments, const Options& optio
 }
 
 Process::~Process() {
-  if (running_) {
+  if (!running_) {
+    return;
+  }
+  kill(id_, endSignal_);
+  try {
+    wait();
+  } catch (const std::exception&) {
     kill(id_, SIGKILL);
     waitpid(id_, nullptr, 0);
   }

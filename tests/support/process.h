@@ -1,11 +1,12 @@
 // support/process.h : a program that runs beside the test and ends with it.
 //
-// Threads:   one thread only; the program is sent SIGKILL when the thread that started it ends.
-// Ownership: the destructor kills the program if it still runs, and collects it.
+// Threads:   one thread only; the program is sent its end signal when that thread ends.
+// Ownership: the destructor ends the program if it still runs, and collects it.
 // Errors:    std::system_error when the system refuses; a program that cannot be executed exits
 //            with 127. wait throws std::runtime_error after 60 s.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <map>
@@ -22,6 +23,7 @@ class Process {
     std::string outputFile = "/dev/null";            // standard output, created or emptied
     std::string errorFile = "/dev/null";             // standard error, likewise
     std::vector<int> descriptors;                    // open in the program as 3, 4, ...
+    int endSignal = SIGKILL;  // ends the program when the test no longer wants or watches it
   };
 
   /// Starts a program. `arguments` begins with its name, which is looked up in PATH. Standard input
@@ -40,6 +42,7 @@ class Process {
   int wait();
 
  private:
+  const int endSignal_;
   pid_t id_;
   bool running_ = true;
   int result_ = 0;

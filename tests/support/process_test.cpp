@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -52,6 +53,23 @@ TEST(ProcessTest, DestructorEndsAProgramThatRuns) {
 
   EXPECT_EQ(kill(id, 0), -1);
   EXPECT_EQ(errno, ESRCH);
+}
+
+TEST(ProcessTest, DestructorSendsTheEndSignal) {
+  TempDir dir;
+  Process::Options options;
+  options.outputFile = dir.file("out");
+  options.endSignal = SIGTERM;
+  const std::string fifo = dir.file("ready");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  {
+    Process process(
+        {"sh", "-c", "trap 'echo asked; exit' TERM; : >" + fifo + "; while :; do :; done"},
+        options);
+    close(open(fifo.c_str(), O_RDONLY));  // waits for the trap to be set
+  }
+
+  EXPECT_EQ(readFile(options.outputFile), "asked\n");
 }
 
 TEST(ProcessTest, HandsDescriptorsOverFromThreeOn) {
