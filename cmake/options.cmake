@@ -11,4 +11,9 @@ endif()
 if(SANITIZE)
   target_compile_options(project_options INTERFACE -fsanitize=${SANITIZE} -fno-sanitize-recover=all)
   target_link_options(project_options INTERFACE -fsanitize=${SANITIZE})
+  if(SANITIZE MATCHES "thread")
+    # The sanitizer's runtime cannot follow thread-local storage that libraries get lazily: now and
+    # then it took a garbage size for it and failed to allocate terabytes.
+    target_compile_options(project_options INTERFACE -ftls-model=initial-exec)
+  endif()
 endif()
