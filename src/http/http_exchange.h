@@ -14,6 +14,7 @@
 
 #include "config/settings.h"
 #include "http/client_session.h"
+#include "http/cookie_jar.h"
 #include "http/message_keys.h"
 #include "http/names.h"
 #include "http/request_details.h"
@@ -33,6 +34,7 @@ struct ExchangeContext {
   const Settings& settings;
   bool basicAuthentication;
   const MessageKeys& keys;
+  CookieJar& jar;
   SessionFactory& sessions;
   TransportMetrics& metrics;
   TransportPort& port;
