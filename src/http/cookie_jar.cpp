@@ -1,6 +1,6 @@
 #include "http/cookie_jar.h"
 
-#include <iterator>
+#include <algorithm>
 #include <utility>
 
 #include "http/ascii.h"
@@ -13,7 +13,9 @@ using orvex::Platform;
 using Poco::Net::NameValueCollection;
 
 bool CookieJar::Entry::appliesTo(std::string_view requestPath) const {
-  return path.empty() || path == "/" || ascii::equalsIgnoringCase(path, requestPath);
+  return path.empty() || path == "/" ||
+         std::equal(path.begin(), path.end(), requestPath.begin(), requestPath.end(),
+                    [](char stored, char asked) { return stored == ascii::toLower(asked); });
 }
 
 NameValueCollection CookieJar::requestCookies(const TextMap& own, std::string_view path) {
