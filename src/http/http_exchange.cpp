@@ -62,8 +62,8 @@ HttpExchange::HttpExchange(const ExchangeContext& context, ThreadLogger logger)
     : context_(context),
       logger_(logger),
       requestMapping_(context.keys, context.settings, logger_),
-      requestWriter_(context.settings, context.basicAuthentication, logger_),
-      responseMapping_(context.keys, logger_),
+      requestWriter_(context.settings, context.basicAuthentication, context.jar, logger_),
+      responseMapping_(context.keys, context.jar, logger_),
       redirects_(context.settings, logger_),
       session_(createSession()),
       body_(logger_) {}

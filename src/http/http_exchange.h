@@ -15,6 +15,7 @@
 
 #include "config/settings.h"
 #include "http/client_session.h"
+#include "http/cookie_jar.h"
 #include "http/message_keys.h"
 #include "http/names.h"
 #include "http/redirects.h"
@@ -35,6 +36,7 @@ struct ExchangeContext {
   const Settings& settings;
   bool basicAuthentication;
   const MessageKeys& keys;
+  CookieJar& jar;
   SessionFactory& sessions;
   TransportMetrics& metrics;
   TransportPort& port;

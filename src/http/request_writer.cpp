@@ -1,7 +1,6 @@
 #include "http/request_writer.h"
 
 #include <Poco/Net/HTTPBasicCredentials.h>
-#include <Poco/Net/NameValueCollection.h>
 
 #include <ostream>
 #include <stdexcept>
@@ -44,9 +43,10 @@ bool isBodyless(std::string_view method) {
   return method == "HEAD" || method == "DELETE" || method == "TRACE";
 }
 
-RequestWriter::RequestWriter(const Settings& settings, bool basicAuthentication,
+RequestWriter::RequestWriter(const Settings& settings, bool basicAuthentication, CookieJar& jar,
                              const ThreadLogger& logger)
-    : logger_(logger),
+    : jar_(jar),
+      logger_(logger),
       authorization_(basicAuthentication ? basicAuthorization(settings) : std::string()) {}
 
 std::optional<std::uint64_t> RequestWriter::sendRequest(ClientSession& session,
@@ -87,11 +87,8 @@ void RequestWriter::setRequestHeaders(HTTPRequest& request, RequestDetails& deta
     const std::string wireName = latin1(name);
     if (!request.has(wireName)) request.add(wireName, latin1(value));
   }
-  if (!details.cookies.empty()) {
-    Poco::Net::NameValueCollection cookies;
-    for (const auto& [name, value] : details.cookies) cookies.add(name, value);
-    request.setCookies(cookies);
-  }
+  const auto cookies = jar_.requestCookies(details.cookies, get<const char*>(details.path));
+  if (!cookies.empty()) request.setCookies(cookies);  // of none it would make an empty field
   if (!authorization_.empty()) request.set(HTTPRequest::AUTHORIZATION, authorization_);
   setFraming(request, details, contentLength);
 }

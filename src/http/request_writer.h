@@ -15,6 +15,7 @@
 
 #include "config/settings.h"
 #include "http/client_session.h"
+#include "http/cookie_jar.h"
 #include "http/names.h"
 #include "http/request_details.h"
 
@@ -26,8 +27,9 @@ class RequestWriter {
   static constexpr char kUnsupportedCoding[] =
       "Unsupported Content-Encoding, dropping HTTP request.";
 
-  /// Borrows settings and logger.
-  RequestWriter(const Settings& settings, bool basicAuthentication, const ThreadLogger& logger);
+  /// Borrows jar and logger.
+  RequestWriter(const Settings& settings, bool basicAuthentication, CookieJar& jar,
+                const ThreadLogger& logger);
 
   /// Sends head and body. Returns the number of body bytes sent, or nothing when the record asks
   /// for a content coding that is not known: then nothing was sent, and ERROR was logged.
@@ -43,6 +45,7 @@ class RequestWriter {
   void trace(const Poco::Net::HTTPRequest& request, const RequestDetails& details,
              bool hasPayload) const;
 
+  CookieJar& jar_;
   const ThreadLogger& logger_;
   const std::string authorization_;  // empty without basic authentication
 };

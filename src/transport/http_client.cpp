@@ -65,6 +65,7 @@ HTTPClient::HTTPClient(const PluginParameters& parameters, const Limits& limits)
       barrierSliceMs_(limits.barrierSliceMs),
       queue_(consumersFor(config_.settings.numClients), logger, limits.queue),
       metrics_(getStatusReporter(), chainId, pluginName, queue_.consumers()),
+      jar_(config_.settings.cookieJar),
       sessions_(config_.settings),
       live_(queue_.consumers()) {
   workers_.reserve(queue_.consumers());
@@ -161,7 +162,7 @@ bool HTTPClient::isWorkerThread() const { return workerOf == this; }
 void HTTPClient::enterWorkerThread() const { workerOf = this; }
 
 ExchangeContext HTTPClient::exchangeContext() {
-  return {config_.settings, config_.basicAuthentication, keys_, sessions_, metrics_, *this};
+  return {config_.settings, config_.basicAuthentication, keys_, jar_, sessions_, metrics_, *this};
 }
 
 void HTTPClient::sendBatchTowardsTransport(Message* first, Message* end) {

@@ -7,7 +7,7 @@
 //            from several threads, workers included. "TransportResponseMutex" serialises
 //            responses, "ClientSessionsMutex" guards the array of workers; neither is held while
 //            waiting for a worker or for the queue.
-// Ownership: owns queue, workers, metrics and settings; the host owns the transport.
+// Ownership: owns queue, workers, metrics, cookie jar and settings; the host owns the transport.
 // Errors:    the constructor throws configuration texts, "Must have at least one consumer", and the
 //            errors of setting up sessions; shutdown throws "An error occurred while checking if
 //            host is shutting down".
@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "config/settings.h"
+#include "http/cookie_jar.h"
 #include "http/http_exchange.h"
 #include "http/message_keys.h"
 #include "http/session_factory.h"
@@ -89,6 +90,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   std::atomic<std::uint32_t> deliveries_ = 0;  // batches that are being delivered
   AffinityQueue queue_;
   TransportMetrics metrics_;
+  CookieJar jar_;
   SessionFactory sessions_;
 
   std::vector<std::atomic<bool>> live_;  // by client: started, and not ended

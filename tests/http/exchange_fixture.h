@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,10 +43,14 @@ class ExchangeFixture : public testing::Test {
     settings_.port = port;
     host_.setLogLevel(logLevel);
     log_ = std::make_unique<connectivity10_15_0::Logger>("category");
-    const ExchangeContext context{settings_, basicAuthentication, keys_, sessions_, metrics_,
-                                  port_};
-    exchange_ = std::make_unique<HttpExchange>(context, ThreadLogger(*log_, 0));
+    jar_.emplace(settings_.cookieJar);
+    exchange_ =
+        std::make_unique<HttpExchange>(context(basicAuthentication), ThreadLogger(*log_, 0));
     host_.clearLines();
+  }
+
+  ExchangeContext context(bool basicAuthentication = false) {
+    return {settings_, basicAuthentication, keys_, *jar_, sessions_, metrics_, port_};
   }
 
   /// Performs one request and returns its answer.
@@ -74,6 +79,7 @@ class ExchangeFixture : public testing::Test {
   test_support::FakeHost host_;
   Settings settings_;
   MessageKeys keys_;
+  std::optional<CookieJar> jar_;
   SessionFactory sessions_{settings_};
   connectivity10_15_0::StatusReporter reporter_{nullptr};
   TransportMetrics metrics_{reporter_, "chain", "plugin", 1};
