@@ -7,6 +7,7 @@
 #include <Poco/URI.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -191,17 +192,20 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
 
 bool HttpExchange::attempt(HTTPRequest& request, RequestDetails& details) {
   const bool toHead = request.getMethod() == HTTPRequest::HTTP_HEAD;
+  std::optional<std::uint64_t> sentBytes;
   try {
-    if (!requestWriter_.sendRequest(*session_, details, request)) {
+    sentBytes = requestWriter_.sendRequest(*session_, details, request);
+    if (!sentBytes) {
       sendFailureResponse(RequestWriter::kUnsupportedCoding, details);
       session_->reset();
       return false;
     }
   } catch (const Poco::IOException&) {
     if (!readEarlyHead(toHead)) throw;
-    return true;
+    return true;  // how much of the body has left is not known: no request size
   }
   session_->reader().readHead(head_, toHead);
+  context_.metrics.recordRequestSize(*sentBytes);
   return true;
 }
 
@@ -270,14 +274,15 @@ void HttpExchange::handleRequestFailure(const std::string& text, const std::stri
 void HttpExchange::sendResponse(Message& response, std::int64_t status, RequestDetails& details) {
   details.answered = true;
   logger_.log(LogLevel::Debug, "Sending response towards host");
-  context_.port.sendTowardsHost(response, details.startTime, status);
+  context_.port.sendTowardsHost(response, details.startTime, status, body_.view().size());
 }
 
 void HttpExchange::sendFailureResponse(const std::string& reason, RequestDetails& details) {
   Message response =
       responseMapping_.mapFailure(reason, details.requestId, details.method, details.path);
   details.answered = true;
-  context_.port.sendTowardsHost(response, details.startTime, ResponseMapping::kFailureStatus);
+  context_.port.sendTowardsHost(response, details.startTime, ResponseMapping::kFailureStatus,
+                                std::nullopt);
 }
 
 // Answers a message that could not be turned into a request.
@@ -286,7 +291,7 @@ void HttpExchange::refuse(const std::string& reason, double startTime) {
   data_t method;
   data_t path;
   Message response = responseMapping_.mapFailure(reason, requestId, method, path);
-  context_.port.sendTowardsHost(response, startTime, ResponseMapping::kFailureStatus);
+  context_.port.sendTowardsHost(response, startTime, ResponseMapping::kFailureStatus, std::nullopt);
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "config/settings.h"
@@ -58,8 +59,9 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
  private:
   using Workers = std::vector<orvex::RefPtr<ClientSessionThread>>;
 
-  void sendTowardsHost(Message& response, double startTime, std::int64_t status) noexcept override;
-  void publishQueueSize() override;
+  void sendTowardsHost(Message& response, double startTime, std::int64_t status,
+                       std::optional<std::uint64_t> bodyBytes) noexcept override;
+  void publishQueueSize() noexcept override;
 
   // What a worker uses.
   ExchangeContext exchangeContext();
@@ -84,7 +86,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   const MapKey concurrencyKey_{"concurrencyControlKey"};
   const MapKey flushKey_{"concurrencyControlFlush"};
 
-  orvex::Mutex responseMutex_{"TransportResponseMutex"};  // guards hostSide
+  orvex::Mutex responseMutex_{"TransportResponseMutex"};  // hostSide, response figures
   std::atomic<bool> shuttingDown_ = false;
   std::atomic<bool> queueCaptureDue_ = true;
   std::atomic<std::uint32_t> deliveries_ = 0;  // batches that are being delivered

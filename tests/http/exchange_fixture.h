@@ -20,14 +20,17 @@ namespace com::corvane::connectivity::plugins {
 /// A port that keeps what it is given.
 class RecordingPort final : public TransportPort {
  public:
-  void sendTowardsHost(Message& response, double, std::int64_t status) noexcept override {
+  void sendTowardsHost(Message& response, double, std::int64_t status,
+                       std::optional<std::uint64_t> bodyBytes) noexcept override {
     responses.push_back(std::move(response));
     statuses.push_back(status);
+    bodySizes.push_back(bodyBytes);
   }
-  void publishQueueSize() override { ++queueSizePublished; }
+  void publishQueueSize() noexcept override { ++queueSizePublished; }
 
   std::vector<Message> responses;
   std::vector<std::int64_t> statuses;
+  std::vector<std::optional<std::uint64_t>> bodySizes;
   int queueSizePublished = 0;
 };
 
