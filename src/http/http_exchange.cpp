@@ -62,7 +62,7 @@ HttpExchange::HttpExchange(const ExchangeContext& context, ThreadLogger logger)
     : context_(context),
       logger_(logger),
       requestMapping_(context.keys, context.settings, logger_),
-      requestWriter_(context.settings, context.basicAuthentication, logger_),
+      requestWriter_(context.settings, context.basicAuthentication, context.keys, logger_),
       responseMapping_(context.keys, logger_),
       session_(context.sessions.create(context.settings.host,
                                        static_cast<std::uint64_t>(context.settings.port), logger_)),
