@@ -34,6 +34,17 @@ class RecordingPort final : public TransportPort {
   int queueSizePublished = 0;
 };
 
+inline constexpr char kEmptyAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+
+/// A script that closes its first connection instead of answering, and answers on the others.
+inline test_support::ScriptedServer::Script droppingTheFirstRequest() {
+  return [](test_support::Connection& connection) {
+    if (!connection.readRequest() || connection.index() == 0) return;
+    connection.send(kEmptyAnswer);
+    connection.waitUntilClosed();
+  };
+}
+
 class ExchangeFixture : public testing::Test {
  protected:
   ExchangeFixture() {
@@ -65,6 +76,21 @@ class ExchangeFixture : public testing::Test {
     return port_.responses.back();
   }
   Message& perform(RequestMessage&& request) { return perform(request); }
+
+  /// The request as a server saw it that answers everything.
+  test_support::HttpRequest sent(RequestMessage& message, int logLevel = 4) {
+    using test_support::ScriptedServer;
+    ScriptedServer server(ScriptedServer::answeringAll(kEmptyAnswer));
+    connectTo(server.port(), logLevel);
+    EXPECT_EQ(status(perform(message)), 200);
+    const auto requests = server.waitForRequests(1);
+    EXPECT_EQ(requests.size(), 1u);
+    exchange_->close();
+    return requests.front();
+  }
+  test_support::HttpRequest sent(RequestMessage&& message, int logLevel = 4) {
+    return sent(message, logLevel);
+  }
 
   static std::int64_t status(Message& answer) {
     return connectivity10_15_0::get<std::int64_t>(at(mapAt(answer.metadata, "http"), "statusCode"));
