@@ -6,10 +6,16 @@ Each check takes the sources and the manual and returns its findings as lines.
 import re
 from pathlib import Path
 
+from cpp_texts import HOLE, log_calls
+
 LOG_PAGE = "log-lines.md"
 FAILURE_PAGES = ("failures.md", "configuration.md")
 MESSAGE_PAGE = "messages.md"
 KEY_HEADINGS = ("Key", "Key in `http`")
+KEY_SECTIONS = {
+    "src/http/request_mapping.cpp": "The request",
+    "src/http/response_mapping.cpp": "The response",
+}
 UNSEEN_FILE = "tests/docs/unseen_texts.txt"
 
 # They pass their callers' formats on; what stands in them is no line of its own.
@@ -22,7 +28,7 @@ def _levels(row):
 
 
 def _calls(sources):
-    return [call for source in sources for call in source.calls if source.path not in _LOGGER_FILES]
+    return [call for call in log_calls(sources) if call.path not in _LOGGER_FILES]
 
 
 def _texts(sources):
@@ -33,6 +39,22 @@ def _texts(sources):
         for text in source.texts
         if re.search(r"[A-Za-z]", text.literal()) and " " in text.value.strip()
     ]
+
+
+class _Said:
+    """Tells whether a documented text is one that the sources can put together: one expression may
+    yield it, and all of it, what stands in angle brackets apart, is made of their literals."""
+
+    def __init__(self, sources):
+        self._texts = _texts(sources)
+        literals = {part for s in sources for text in s.texts for part in text.value.split(HOLE)}
+        pieces = [re.escape(part) for part in literals if part and not re.fullmatch(r"\w", part)]
+        self._made = re.compile(f"(?:<[^<>]+>|{'|'.join(sorted(pieces, key=len, reverse=True))})+")
+
+    def expressions(self, text):
+        """The expressions that may yield the text."""
+        made = self._made.fullmatch(text)
+        return [expression for expression in self._texts if made and expression.matches(text)]
 
 
 def _whole_lines(call, texts):
@@ -59,6 +81,8 @@ def check_log_lines_are_documented(sources, manual):
     for call in _calls(sources):
         if call.format is None:
             findings.append(f"{call.path}:{call.line}: logs a format that is no literal")
+        elif not call.levels:
+            findings.append(f"{call.path}:{call.line}: logs at a level that nothing tells")
         elif call.format == _WHOLE:
             for text in _whole_lines(call, texts):
                 look_for(call, text.shown(), text.matches)
@@ -68,11 +92,11 @@ def check_log_lines_are_documented(sources, manual):
 
 
 def check_documented_log_lines_exist(sources, manual):
-    calls, texts = _calls(sources), _texts(sources)
+    calls, texts, said = _calls(sources), _texts(sources), _Said(sources)
     findings = []
     for row in manual.rows(LOG_PAGE, "Line"):
         line = row.quoted("Line")
-        composed = [text for text in texts if text.matches(line)]
+        composed = said.expressions(line)
         for level in sorted(_levels(row)):
             called = [call for call in calls if level in call.levels]
             if not any(_writes(call, line, composed, texts) for call in called):
@@ -123,36 +147,53 @@ def check_unseen_texts_exist(sources, manual):
 
 
 def check_documented_failures_exist(sources, manual):
-    texts = _texts(sources)
+    said = _Said(sources)
     return [
         f'{row.page}:{row.line}: nothing says: "{row.quoted("Text")}"'
         for page in FAILURE_PAGES
         for row in manual.rows(page, "Text")
-        if not any(text.matches(row.quoted("Text")) for text in texts)
+        if not said.expressions(row.quoted("Text"))
+    ]
+
+
+def _key_rows(manual):
+    """Pairs of key and row of each table of message keys."""
+    return [
+        (row.quoted(heading), row)
+        for heading in KEY_HEADINGS
+        for row in manual.rows(MESSAGE_PAGE, heading)
     ]
 
 
 def check_message_keys_are_documented(sources, manual):
-    documented = {
-        row.quoted(heading)
-        for heading in KEY_HEADINGS
-        for row in manual.rows(MESSAGE_PAGE, heading)
-    }
-    return [
+    """Each key has a row, and those of a mapping have it in their own section."""
+    rows = _key_rows(manual)
+    keys = [text for source in sources for text in source.texts if text.is_map_key]
+    findings = [
         f'{text.path}:{text.line}: {MESSAGE_PAGE} has no row for the key "{text.value}"'
-        for source in sources
-        for text in source.texts
-        if text.is_map_key and text.value not in documented
+        for text in keys
+        if text.value not in {key for key, _ in rows}
     ]
+    for source in sources:
+        if source.path not in KEY_SECTIONS:
+            continue
+        section = KEY_SECTIONS[source.path]
+        documented = {key for key, row in rows if row.section == section}
+        used = source.members_used("keys_")
+        findings += [
+            f'{source.path}:0: "{section}" in {MESSAGE_PAGE} has no row for the key "{text.value}"'
+            for text in keys
+            if text.name in used and text.value not in documented
+        ]
+    return findings
 
 
 def check_documented_message_keys_exist(sources, manual):
     literals = {text.value for source in sources for text in source.texts}
     return [
-        f'{row.page}:{row.line}: nothing reads or writes the key "{row.quoted(heading)}"'
-        for heading in KEY_HEADINGS
-        for row in manual.rows(MESSAGE_PAGE, heading)
-        if row.quoted(heading) not in literals
+        f'{row.page}:{row.line}: nothing reads or writes the key "{key}"'
+        for key, row in _key_rows(manual)
+        if key not in literals
     ]
 
 

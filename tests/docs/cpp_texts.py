@@ -5,7 +5,7 @@ standing as HOLE. Includes, comments, assertions and what extern "C" says are pa
 """
 
 import re
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 
 HOLE = "\0"
@@ -18,9 +18,10 @@ _TOKEN = re.compile(
     re.DOTALL | re.MULTILINE,
 )
 _ESCAPE = re.compile(r"\\(x[0-9a-fA-F]+|[0-7]{1,3}|.)", re.DOTALL)
-_ESCAPED = {"n": "\n", "r": "\r", "t": "\t"}
+_ESCAPED = {"n": "\n", "r": "\r", "t": "\t", "v": "\v", "f": "\f", "a": "\a", "b": "\b"}
 _OPENING = {"(": ")", "[": "]", "{": "}"}
 _NAME = re.compile(r"[A-Za-z_]\w*$")
+_STATEMENTS = {"if", "for", "while", "switch", "catch"}
 _PASSED_OVER = {"static_assert", "assert", "asm", "__asm__"}
 
 
@@ -63,11 +64,13 @@ class Text:
 
 @dataclass(frozen=True)
 class LogCall:
-    """One call of a logger. Several levels: the call chooses among them."""
+    """One call of a logger. Several levels: the call chooses among them. None: the function around
+    it is handed the level."""
 
     path: str
     line: int
     levels: frozenset
+    function: str  # the function around it
     format: str | None  # None: not a literal
     arguments: tuple  # the tokens of each, joined
 
@@ -247,17 +250,62 @@ class Source:
             if not self._is(at + 1, "("):
                 continue
             arguments = split_arguments(self.tokens, at + 1, closing(self.tokens, at + 1))
-            yield self._log_call(self.tokens[at], arguments)
+            yield self._log_call(at, arguments)
 
-    def _log_call(self, token, arguments):
+    def _log_call(self, at, arguments):
+        token = self.tokens[at]
+        levels = frozenset([token.value.upper()])
         if token.value == "log":
-            levels = _levels_in(arguments.pop(0)) or _levels_in(self.tokens)
-        else:
-            levels = frozenset([token.value.upper()])
+            levels = _levels_in(arguments.pop(0))
         form, *rest = arguments
         literal = form[0].value if len(form) == 1 and form[0].kind == "text" else None
         names = tuple("".join(part.value for part in argument) for argument in rest)
-        return LogCall(self.path, token.line, levels, literal, names)
+        return LogCall(self.path, token.line, levels, self._function_around(at), literal, names)
+
+    # The name in "name(...) ... {" whose braces enclose `at`, statements such as "if" apart.
+    def _function_around(self, at):
+        depth = 0
+        for position in range(at, 0, -1):
+            depth += self._is(position, "{") - self._is(position, "}")
+            if depth <= 0 or not self._is(position, "{"):
+                continue
+            depth = 0
+            name = self._called_before(position)
+            if name and name not in _STATEMENTS:
+                return name
+        return ""
+
+    # The name in "name(...)" that ends right before a brace, qualifiers and initialisers apart.
+    def _called_before(self, brace):
+        position = brace - 1
+        while position > 0 and self._is(position, "const", "noexcept", "override"):
+            position -= 1
+        if not self._is(position, ")"):
+            return ""
+        depth = 0
+        while position > 0:
+            depth += self._is(position, ")") - self._is(position, "(")
+            if depth == 0:
+                break
+            position -= 1
+        return self.tokens[position - 1].value if self._is_name(position - 1) else ""
+
+    def members_used(self, owner):
+        """The names in "owner.name"."""
+        return {
+            self.tokens[at + 2].value
+            for at in range(len(self.tokens) - 2)
+            if self._is(at, owner) and self._is(at + 1, ".")
+        }
+
+    def levels_handed_to(self, function):
+        """The levels that calls of a function name; if one names none, all that the file does."""
+        levels = set()
+        for at in range(len(self.tokens) - 1):
+            if self._is(at, function) and self._is(at + 1, "("):
+                arguments = self.tokens[at + 1 : closing(self.tokens, at + 1)]
+                levels |= _levels_in(arguments) or _levels_in(self.tokens)
+        return levels
 
 
 def _levels_in(tokens):
@@ -266,6 +314,17 @@ def _levels_in(tokens):
         for at in range(len(tokens) - 2)
         if tokens[at].value == "LogLevel" and tokens[at + 1].value == "::"
     )
+
+
+def log_calls(sources):
+    """All log calls, their levels told from the callers where they are handed in."""
+    calls = []
+    for call in (call for source in sources for call in source.calls):
+        levels = call.levels
+        if not levels and call.function:
+            levels = frozenset().union(*(s.levels_handed_to(call.function) for s in sources))
+        calls.append(replace(call, levels=levels))
+    return calls
 
 
 def sources_below(root, folder):

@@ -15,6 +15,7 @@ class Row:
 
     page: str
     line: int
+    section: str  # the heading of level 2 above it
     cells: dict
 
     def quoted(self, heading):
@@ -32,7 +33,10 @@ class Page:
         """The rows of every table whose first column, or any other, bears this heading."""
         found = []
         headings = None
+        section = ""
         for number, line in enumerate(self.lines, start=1):
+            if line.startswith("## "):
+                section = line[3:].strip()
             if not line.startswith("|"):
                 headings = None
                 continue
@@ -41,7 +45,7 @@ class Page:
                 headings = cells
             elif heading in headings and not set(line) <= set("|-: "):
                 cells += [""] * (len(headings) - len(cells))
-                found.append(Row(self.path, number, dict(zip(headings, cells))))
+                found.append(Row(self.path, number, section, dict(zip(headings, cells))))
         return found
 
     def quoted(self):

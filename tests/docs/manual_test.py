@@ -9,7 +9,7 @@ from pathlib import Path
 
 import checks
 import manual
-from cpp_texts import Source, sources_below
+from cpp_texts import Source, log_calls, sources_below
 from manual_pages import Manual
 
 LOG_TABLE = "| Level | Line | When |\n|---|---|---|\n"
@@ -62,7 +62,7 @@ class TextsTest(unittest.TestCase):
         self.assertEqual(self.texts(code), ["first", "second <>", "third"])
 
     def test_escapes_are_resolved(self):
-        self.assertEqual(self.texts(r'f("a \"b\" \\ \x41\101");'), ['a "b" \\ AA'])
+        self.assertEqual(self.texts(r'f("a \"b\" \\ \v\x41\101");'), ['a "b" \\ ' + "\vAA"])
 
     def test_raw_literals_and_prefixes(self):
         self.assertEqual(self.texts('f(R"x(a "b")x", u8"c");'), ['a "b"', "c"])
@@ -101,8 +101,9 @@ class TextsTest(unittest.TestCase):
 
 
 class LogCallsTest(unittest.TestCase):
-    def calls(self, code):
-        return [(sorted(call.levels), call.format) for call in Source("a.cpp", code).calls]
+    def calls(self, *codes):
+        calls = log_calls([Source("a.cpp", code) for code in codes])
+        return [(sorted(call.levels), call.format) for call in calls]
 
     def test_level_and_format(self):
         code = 'logger_.log(LogLevel::Warn, "a %s "\n"b", f(x, "y"));'
@@ -119,10 +120,17 @@ class LogCallsTest(unittest.TestCase):
 
         self.assertEqual(self.calls(code), [(["DEBUG", "ERROR"], "a")])
 
-    def test_level_that_is_handed_in_is_any_that_the_file_names(self):
-        code = 'l.log(level, "a"); f(LogLevel::Warn); f(LogLevel::Info);'
+    def test_level_that_is_handed_in_is_what_the_callers_say(self):
+        code = 'void A::f(L level) const { if (a(b)) { for (;;) { l.log(level, "a"); } } }'
+        callers = "void g() { f(LogLevel::Warn); }", "f(x, LogLevel::Info); h(LogLevel::Debug);"
 
-        self.assertEqual(self.calls(code), [(["INFO", "WARN"], "a")])
+        self.assertEqual(self.calls(code, *callers), [(["INFO", "WARN"], "a")])
+
+    def test_level_that_callers_hand_on_is_any_that_their_file_names(self):
+        code = 'void f(L level) {} void g(L level) { l.log(level, "a"); }'
+        callers = "void h(L level) { g(level); }\nh(LogLevel::Warn); h(LogLevel::Error);"
+
+        self.assertEqual(self.calls(code, callers), [(["ERROR", "WARN"], "a")])
 
     def test_format_that_is_no_literal(self):
         self.assertEqual(self.calls("l.log(LogLevel::Info, kText);"), [(["INFO"], None)])
@@ -179,6 +187,15 @@ class LogLinesTest(ManualTest):
             'docs/log-lines.md:3: nothing logs, at WARN: "gone %s"',
         )
 
+    def test_level_that_nothing_tells(self):
+        self.source('void f(L level) { l.log(level, "a"); }')
+        self.log_page("")
+
+        self.assert_found(
+            checks.check_log_lines_are_documented,
+            "src/http/a.cpp:1: logs at a level that nothing tells",
+        )
+
     def test_format_that_is_no_literal(self):
         self.source("l.log(LogLevel::Warn, text);")
 
@@ -216,6 +233,15 @@ class LogLinesTest(ManualTest):
             'src/http/a.cpp:1: log-lines.md lacks, at ERROR: "all gone"',
         )
 
+    def test_composed_line_of_which_a_part_is_wrong(self):
+        self.source('f("from " + a); auto t = "Ignored: " + b;\nl.log(LogLevel::Warn, "%s", t);')
+        self.log_page("| WARN | `Ignored: from <a>` | |\n| WARN | `Ignored: to <a>` | |\n")
+
+        self.assert_found(
+            checks.check_documented_log_lines_exist,
+            'docs/log-lines.md:4: nothing logs, at WARN: "Ignored: to <a>"',
+        )
+
     def test_composed_line_that_a_parameter_brings(self):
         self.source('refuse("Ignored: " + why);\nl.log(LogLevel::Warn, "%s", reason);')
         self.log_page("| WARN | `Ignored: <why>` | |\n| ERROR | `Ignored: <why>` | |\n")
@@ -238,6 +264,16 @@ class DocumentedTextsTest(ManualTest):
         self.assert_found(
             checks.check_documented_failures_exist,
             'docs/failures.md:3: nothing says: "too little of <x>"',
+        )
+
+    def test_documented_failure_of_which_a_part_is_wrong(self):
+        self.source('throw E(key + " must be " + what); f("a number"); f("a text");')
+        rows = "| `<key> must be a number` | |\n| `<key> must be a pear` | |\n"
+        self.write("docs/failures.md", FAILURE_TABLE + rows)
+
+        self.assert_found(
+            checks.check_documented_failures_exist,
+            'docs/failures.md:4: nothing says: "<key> must be a pear"',
         )
 
     def test_thrown_text_that_agrees(self):
@@ -312,6 +348,28 @@ class MessageKeysTest(ManualTest):
             checks.check_documented_message_keys_exist,
             'docs/messages.md:3: nothing reads or writes the key "b"',
         )
+
+
+    def test_key_that_only_the_other_section_has(self):
+        self.source('MapKey a{"a"}; MapKey b{"b"};', "src/http/message_keys.h")
+        self.source("f(keys_.a); g(keys_.b);", "src/http/request_mapping.cpp")
+        self.source("f(keys_.b);", "src/http/response_mapping.cpp")
+        request = f"## The request\n{KEY_TABLE}| `a` | |\n\n"
+        self.write("docs/messages.md", f"{request}## The response\n{KEY_TABLE}| `b` | |\n")
+
+        self.assert_found(
+            checks.check_message_keys_are_documented,
+            'src/http/request_mapping.cpp:0: "The request" in messages.md has no row for the key '
+            '"b"',
+        )
+
+    def test_mappings_name_their_keys_as_the_check_expects(self):
+        root = Path(__file__).resolve().parents[2]
+        used = {source.path: source.members_used("keys_") for source in sources_below(root, "src")}
+
+        for path in checks.KEY_SECTIONS:
+            with self.subTest(path=path):
+                self.assertIn("requestId", used[path])
 
 
 class LinksTest(ManualTest):
