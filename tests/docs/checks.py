@@ -8,6 +8,7 @@ from pathlib import Path
 
 from cpp_texts import HOLE, log_calls
 
+INDEX_PAGE = "README.md"
 LOG_PAGE = "log-lines.md"
 FAILURE_PAGES = ("failures.md", "configuration.md")
 MESSAGE_PAGE = "messages.md"
@@ -211,6 +212,17 @@ def check_links(_sources, manual):
     return findings
 
 
+def check_index(_sources, manual):
+    """The index leads to every page."""
+    index = manual.pages.get(INDEX_PAGE)
+    linked = {target.partition("#")[0] for _, target in index.links()} if index else set()
+    return [
+        f"docs/{INDEX_PAGE}:0: no link to {name}"
+        for name in manual.pages
+        if name != INDEX_PAGE and name not in linked
+    ]
+
+
 ALL = [
     check_log_lines_are_documented,
     check_documented_log_lines_exist,
@@ -220,4 +232,5 @@ ALL = [
     check_message_keys_are_documented,
     check_documented_message_keys_exist,
     check_links,
+    check_index,
 ]

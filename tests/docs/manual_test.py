@@ -390,6 +390,14 @@ class LinksTest(ManualTest):
         )
 
 
+    def test_index(self):
+        self.write("docs/a.md", "")
+        self.write("docs/b.md", "[1](a.md)\n")
+        self.write("docs/README.md", "[1](a.md#top)\n")
+
+        self.assert_found(checks.check_index, "docs/README.md:0: no link to b.md")
+
+
 class ProgramTest(ManualTest):
     def run_manual(self):
         output = io.StringIO()
@@ -399,13 +407,13 @@ class ProgramTest(ManualTest):
 
     def test_differences_are_printed_and_counted(self):
         self.source('MapKey a{"a"};')
-        self.write("docs/a.md", "[1](b.md)\n")
+        self.write("docs/README.md", "[1](b.md)\n")
 
         self.assertEqual(
             self.run_manual(),
             (
                 1,
-                "docs/a.md:1: the link to b.md leads nowhere\n"
+                "docs/README.md:1: the link to b.md leads nowhere\n"
                 'src/http/a.cpp:1: messages.md has no row for the key "a"\n'
                 "differences between manual and sources: 2\n",
             ),
@@ -414,6 +422,7 @@ class ProgramTest(ManualTest):
     def test_agreement_is_success(self):
         self.source('l.log(LogLevel::Warn, "a");')
         self.log_page("| WARN | `a` | |\n")
+        self.write("docs/README.md", "[log](log-lines.md)\n")
 
         self.assertEqual(self.run_manual(), (0, "differences between manual and sources: 0\n"))
 
