@@ -10,16 +10,13 @@
 #include <utility>
 #include <vector>
 
-#include "abi/strict_host.h"
-#include "support/plugin_library.h"
+#include "abi/boundary_fixture.h"
 
 namespace {
 
 using test_support::integerValue;
 using test_support::mapValue;
-using test_support::PluginLibrary;
 using test_support::releaseValue;
-using test_support::StrictHost;
 using test_support::textValue;
 using testing::AllOf;
 using testing::Contains;
@@ -35,31 +32,10 @@ const std::string kFailedCreate =
     "log 2 connectivity.name.chain: <%s> Exception from %s: %s | connectivity.name.chain | create "
     "| ";
 
-class BoundaryTest : public testing::Test {
+class BoundaryTest : public test_support::BoundaryFixture {
  protected:
-  ~BoundaryTest() override {
-    library_.destroy(plugin_);
-    releaseValue(config_);
-    EXPECT_EQ(host_.live(), 0u);
-    EXPECT_EQ(host_.wrongReleases(), 0u);
-  }
-
-  /// A configuration for three clients; the test gives it back.
   static kel_data threeClients() {
     return mapValue({{"host", textValue("127.0.0.1")}, {"numClients", integerValue(3)}});
-  }
-
-  void create(kel_data config) {
-    config_ = config;
-    host_.clearCalls();
-    plugin_ = library_.create("name", "chain", &config_, host_.statusHandle(), host_.hostHandle());
-  }
-
-  /// The calls that begin with `begin`.
-  Texts callsOf(const std::string& begin) const {
-    Texts calls = host_.calls();
-    std::erase_if(calls, [&](const std::string& call) { return !call.starts_with(begin); });
-    return calls;
   }
 
   /// What the configuration of one element is refused with.
@@ -72,11 +48,6 @@ class BoundaryTest : public testing::Test {
                ? lines[0].substr(kFailedCreate.size())
                : "lines: " + testing::PrintToString(lines);
   }
-
-  const PluginLibrary library_{HTTP_CLIENT_LIBRARY};
-  StrictHost host_;
-  kel_data config_{};
-  void* plugin_ = nullptr;
 };
 
 void ignoreBatch(void* /*hostElement*/, kel_message* /*first*/, kel_message* /*end*/) {}
