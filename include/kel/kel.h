@@ -1,5 +1,5 @@
-/* kel/kel.h : the whole boundary in one include, for a host and for a plugin. The functions by which
- * a program steers libkelhost.so stand apart, in kel/host_control.h. */
+/* kel/kel.h : the whole boundary in one include, for hosts and for plugins. What steers
+ * libkelhost.so stands apart, in kel/host_control.h. */
 #ifndef KEL_KEL_H
 #define KEL_KEL_H
 
