@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "abi/laid_out_values.h"
 #include "abi/strict_host.h"
 #include "support/plugin_library.h"
 

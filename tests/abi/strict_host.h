@@ -10,10 +10,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kel/types.h"
@@ -32,7 +30,8 @@ class StrictHost {
   /// The calls of services in their order:
   ///   "level CATEGORY", "log LEVEL CATEGORY: FORMAT" with " | VALUE" for each value,
   ///   "create KEY=VALUE", "set KEY=VALUE", "delete KEY", "publish COUNT", "down?",
-  ///   "free map null" and "free map COUNT" for a map that a plugin gave back by itself.
+  ///   "free map null" and "free map COUNT" for a map that a plugin gave back by itself,
+  ///   "free custom" likewise.
   /// Handles that are not the ones that were given make the call end in " (wrong handle)".
   std::vector<std::string> calls() const;
   void clearCalls();
@@ -69,10 +68,7 @@ class StrictHost {
   const std::unique_ptr<State> state_;
 };
 
-/// Values for configurations, laid out by hand. The caller releases the outermost map.
-kel_data textValue(const char* text);
-kel_data integerValue(std::int64_t value);
-kel_data mapValue(std::initializer_list<std::pair<const char*, kel_data>> entries);
+/// Releases an owned value, without writing that down.
 void releaseValue(kel_data value);
 
 }  // namespace test_support
