@@ -5,9 +5,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <limits>
+#include <ostream>
 #include <string>
-#include <utility>
+#include <string_view>
 
 #include "abi/boundary_fixture.h"
 #include "kel/host_values.h"
@@ -26,6 +26,8 @@ struct Key {
   std::function<kel_data()> make;
   std::uint64_t hash;
 };
+
+std::ostream& operator<<(std::ostream& out, const Key& key) { return out << key.name; }
 
 void ignoreBatch(void* /*hostElement*/, kel_message* /*first*/, kel_message* /*end*/) {}
 
@@ -52,9 +54,9 @@ class BoundaryKeyTest : public BoundaryFixture {
   }
 };
 
-class EachKindOfKeyTest : public BoundaryKeyTest, public testing::WithParamInterface<Key> {};
+class BoundaryKeyKindTest : public BoundaryKeyTest, public testing::WithParamInterface<Key> {};
 
-TEST_P(EachKindOfKeyTest, ChoosesTheWorkerByItsHash) {
+TEST_P(BoundaryKeyKindTest, ChoosesTheWorkerByItsHash) {
   run();
 
   for (int i = 0; i < 3; ++i) EXPECT_EQ(send(GetParam().make()), 0);
@@ -89,7 +91,7 @@ kel_data borrowedKey() {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Kinds, EachKindOfKeyTest,
+    Kinds, BoundaryKeyKindTest,
     testing::Values(Key{"Empty", [] { return kel_data{}; }, kSeed},
                     Key{"UnknownKind", [] { return rawValue(11, 42); }, kSeed},
                     Key{"True", [] { return rawValue(KEL_TAG_BOOLEAN, 1); }, kSeed},

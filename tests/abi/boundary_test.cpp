@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -245,12 +245,20 @@ TEST_F(BoundaryTest, CreateSurvivesEveryFailedAllocationOfTheHost) {
 
 // ---- Hosts that lay values out in their own way
 
-class HashTest : public BoundaryTest,
-                 public testing::WithParamInterface<std::pair<const char*, std::uint64_t>> {};
+struct ConstantHash {
+  const char* name;
+  std::uint64_t hash;
+};
+
+std::ostream& operator<<(std::ostream& out, const ConstantHash& tested) {
+  return out << tested.name;
+}
+
+class BoundaryHashTest : public BoundaryTest, public testing::WithParamInterface<ConstantHash> {};
 
 // Every text at the same slot, also under the numbers that mark slots without an entry.
-TEST_P(HashTest, ConfigurationIsReadWhateverTheHostsHashes) {
-  host_.hashWith([](const char*) { return GetParam().second; });
+TEST_P(BoundaryHashTest, ConfigurationIsReadWhateverTheHostsHashes) {
+  host_.hashWith([](const char*) { return GetParam().hash; });
 
   create(mapValue({{"numClients", textValue("+2")},
                    {"timeoutSecs", integerValue(5)},
@@ -261,12 +269,11 @@ TEST_P(HashTest, ConfigurationIsReadWhateverTheHostsHashes) {
   EXPECT_THAT(callsOf("set "), ElementsAre("set chain.name.numClients=2"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Constant, HashTest,
-                         testing::Values(std::pair("Zero", std::uint64_t{0}),
-                                         std::pair("One", std::uint64_t{1}),
-                                         std::pair("Seven", std::uint64_t{7}),
-                                         std::pair("Largest", UINT64_MAX)),
-                         [](const auto& tested) { return tested.param.first; });
+INSTANTIATE_TEST_SUITE_P(Constant, BoundaryHashTest,
+                         testing::Values(ConstantHash{"Zero", 0}, ConstantHash{"One", 1},
+                                         ConstantHash{"Seven", 7},
+                                         ConstantHash{"Largest", UINT64_MAX}),
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_F(BoundaryTest, ConfigurationWithoutABlockHasTheDefaults) {
   kel_data empty{};
