@@ -265,6 +265,20 @@ TEST_F(HttpClientTest, ShutsDownAfterAWorkerHasDied) {
   EXPECT_EQ(shutdownFailure(), "shut down");
 }
 
+TEST_F(HttpClientTest, DoesNotTakeAWorkerThatHasDiedForAliveWhenStartedAgain) {
+  create(2, smallLimits());
+  transport_->start();
+  host_.failShutdownQueriesFrom(1);
+  deliver(request(0, "concurrencyControlFlush", data_t("yes")));
+  const auto deaths = [this] { return linesOf("Caught exception during processing"); };
+  while (deaths() < 2) std::this_thread::yield();
+  host_.failShutdownQueriesFrom(1000000);
+
+  transport_->start();
+
+  EXPECT_EQ(shutdownFailure(), "shut down");
+}
+
 TEST_F(HttpClientTest, ShutsDownWhenTheHostCallsBackOnAWorker) {
   std::atomic<bool> done = false;
   create(2, {}, [&] {
