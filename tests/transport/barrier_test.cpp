@@ -69,6 +69,23 @@ TEST_F(BarrierTest, NobodyPassesWhileOneStillWorks) {
   EXPECT_EQ(answers_.all()[0].requestId, 0);
 }
 
+TEST_F(BarrierTest, EverybodyPassesWhenTheHostGoesDown) {
+  createAt(server_, 2);
+  transport_->start();
+  deliver(request(0));
+  server_.waitForRequests(1);
+  deliver(request(1, "concurrencyControlFlush", data_t(true)));
+  host_.waitForShutdownQueries(3);
+
+  host_.setShuttingDown(true);
+
+  server_.waitForRequests(2);
+  answers_.waitFor(1);
+  EXPECT_EQ(answers_.all()[0].requestId, 1);
+  release_.set_value();
+  answers_.waitFor(2);
+}
+
 TEST_F(BarrierTest, DoesNotWaitForAWorkerThatHasEnded) {
   createAt(server_, 2);
   transport_->start();

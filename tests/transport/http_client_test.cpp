@@ -46,6 +46,14 @@ TEST_F(HttpClientTest, SaysHowManyWorkersItMade) {
   EXPECT_EQ(line.format, "<%s> Created %d Client Session Threads");
   EXPECT_EQ(line.text, "<connectivity.plugin.chain> Created 3 Client Session Threads");
   EXPECT_EQ(status(".numClients"), "3");
+  // Every worker has its session by then.
+  const auto texts = host_.texts();
+  ASSERT_EQ(texts.size(), 4u);
+  for (std::size_t client = 0; client < 3; ++client) {
+    EXPECT_EQ(texts[client],
+              "<connectivity.plugin.chain> {" + std::to_string(client) +
+                  "} Connecting to http://127.0.0.1:" + std::to_string(refusing_.port()));
+  }
 }
 
 TEST_F(HttpClientTest, RefusesToHaveNoClients) {

@@ -115,7 +115,7 @@ class TransportFixture : public testing::Test {
   /// Creates the transport; every request is refused by the server unless a test says otherwise.
   void create(std::int64_t clients, HTTPClient::Limits limits = {},
               std::function<void()> onAnswer = nullptr) {
-    connectivity10_15_0::PluginParameters parameters{"chain", "plugin", map_t(), nullptr, this};
+    connectivity10_15_0::PluginParameters parameters{chain_, "plugin", map_t(), nullptr, this};
     parameters.config.insert(data_t("host"), data_t("127.0.0.1"));
     parameters.config.insert(data_t("port"),
                              data_t(std::int64_t{port_ == 0 ? refusing_.port() : port_}));
@@ -140,6 +140,7 @@ class TransportFixture : public testing::Test {
 
   test_support::FakeHost host_;
   test_support::RefusingPort refusing_;
+  std::string chain_ = "chain";
   std::uint16_t port_ = 0;  // the server's; 0: the one that refuses
   Answers answers_;
   std::unique_ptr<HTTPClient> transport_;
