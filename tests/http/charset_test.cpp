@@ -59,6 +59,16 @@ TEST(CharsetTest, NamesBothSetsWhenAConversionFails) {
   }
 }
 
+TEST(CharsetTest, SubstitutesWhatIsNoUtf8) {
+  EXPECT_STREQ(charset::utf8ToLatin1("a\xFFz").get(), "a\x1Az");
+}
+
+TEST(CharsetTest, KeepsAResultThatLeavesNoRoomForItsEnd) {
+  const auto text = charset::convert("four", "UTF-8", "iso8859-1", 4);
+
+  EXPECT_EQ(std::string(text.get(), 4), "four");
+}
+
 TEST(CharsetTest, FailsWhenTheResultDoesNotFit) {
   EXPECT_THROW(charset::convert("four", "UTF-8", "iso8859-1", 2), std::runtime_error);
 }
