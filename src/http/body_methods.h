@@ -1,8 +1,7 @@
 // http/body_methods.h : which methods carry no body, and the line for a payload given with one.
 //
 // Source: a payload given for HEAD, DELETE or TRACE is not sent. GET is not one of them: a GET
-// sends
-//         the payload that it is given.
+//         sends the payload that it is given.
 #pragma once
 
 #include <string_view>

@@ -3,12 +3,11 @@
 // Role:      frees workers that are blocked in the network when nobody is to wait for the peer any
 //            more. One Connections a transport, one SessionConnection a session.
 // Threads:   cut and areCut from any thread; a SessionConnection belongs to its session's worker.
-// The
-//            mutex "ConnectionsMutex" is innermost: only system calls that do not block are made
-//            while it is held.
+//            The mutex "ConnectionsMutex" is innermost: only system calls that do not block are
+//            made while it is held.
 // Ownership: a SessionConnection borrows its Connections, which outlives it. It keeps a duplicate
-// of the
-//            socket's descriptor, so that the number can never mean another file while it is used.
+//            of the socket's descriptor, so that the number can never mean another file while it is
+//            used.
 // Errors:    kCutText as a std::runtime_error.
 // Limits:    looking up a host name, and the exchange with a proxy that opens a TLS tunnel, cannot
 //            be cut: they take as long as the system's resolver and the time-out let them.

@@ -4,9 +4,9 @@
 //            is the address of this base.
 // Threads:   constant after construction, the reporter's map apart.
 // Ownership: owns its copy of the configuration and the status reporter; the handles are the
-// host's. Errors:    getStatusReporter; the destructor may throw what the host's status call
-// throws. Invariants: this stands at the start of every element, and its virtual operations keep
-// their
+//            host's.
+// Errors:    getStatusReporter; the destructor may throw what the host's status call throws.
+// Invariants: this stands at the start of every element, and its virtual operations keep their
 //            order: destructor, start, hostReady, shutdown.
 #pragma once
 

@@ -2,18 +2,18 @@
 //
 // Role:      items of one key go to one consumer, in the order added; items without a key to
 //            whichever consumer comes first. Bounds the number of waiting items.
-// Threads:   any thread. One mutex, "AffinityQueue", guards everything; a producer holds it over
-//            a whole batch (mutex()), consumers take it inside take.
+// Threads:   any thread. One mutex, "AffinityQueue", guards everything; a producer holds it over a
+//            whole batch (mutex()), consumers take it inside take.
 // Ownership: owns the items until they are taken.
 // Errors:    std::runtime_error "Must have at least one consumer", "This queue has been
-// terminated". Invariants: 1) a consumer takes keyed and unkeyed items in the order of their
-// adding;
-//            2) an unkeyed item is taken once; 3) terminated wins over items that still wait.
+//            terminated".
+// Invariants: 1) a consumer takes keyed and unkeyed items in the order of their adding; 2) an
+//            unkeyed item is taken once; 3) terminated wins over items that still wait.
 // Limits:    kCapacity items, beyond which a producer that may wait does.
 //
-// An unkeyed item belongs at the tail of every consumer's list. It is kept once, on a list that all
-// consumers share, with its number in the order of adding: a consumer's list is the merge of its
-// own and the shared one by that number. Adding and taking cost the same for any number of
+// An unkeyed item belongs at the tail of every consumer's list. It is kept once, on a list that
+// all consumers share, with its number in the order of adding: a consumer's list is the merge of
+// its own and the shared one by that number. Adding and taking cost the same for any number of
 // consumers.
 #pragma once
 

@@ -1,9 +1,8 @@
 // abi/strict_host.h : a host of its own make that knows nothing but the C headers, and watches.
 //
 // Role:      defines every kel_ function of kel/host_values.h and kel/host_services.h in the
-// program
-//            that links it, which exports them to the plugin. It lays values out in its own way,
-//            writes down each call that a plugin makes, and keeps account of all memory.
+//            program that links it, which exports them to the plugin. It lays values out in its own
+//            way, writes down each call that a plugin makes, and keeps account of all memory.
 // Threads:   any thread, internal lock. One object at a time, made by the test.
 // Ownership: what a plugin got is the plugin's until it is given back: see live().
 #pragma once

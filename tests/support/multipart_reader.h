@@ -1,9 +1,8 @@
-// support/multipart_reader.h : takes a multipart/form-data body apart and refuses all that is not
-// exactly in form, so that a test sees which parts a server would see.
+// support/multipart_reader.h : takes a multipart/form-data body apart and refuses all that is
+// not exactly in form, so that a test sees which parts a server would see.
 //
 // Role:    accepts one way to write each thing: no preamble, no epilogue, no folded header lines,
-// no
-//          parameters but name and filename, no header but Content-Disposition and Content-Type.
+//          no parameters but name and filename, no header but Content-Disposition and Content-Type.
 // Threads: any thread; no state.
 // Errors:  MalformedMultipart for bytes out of form.
 #pragma once
