@@ -121,6 +121,11 @@ TEST_F(ResponseBodyTest, DeliversATextInPlaceOfABodyInAnUnknownCoding) {
   EXPECT_EQ(lines[0].text, "<category> {0} Unsupported Media Type: br");
 }
 
+TEST_F(ResponseBodyTest, TakesACodingWithoutANameForAnUnknownOne) {
+  EXPECT_EQ(read(answer("", "text")), "Unsupported Media Type: ");
+  EXPECT_EQ(read(answer("empty", "text")), "text");
+}
+
 TEST_F(ResponseBodyTest, DropsTheConnectionRatherThanDrainAnUnknownCodingOfAnySize) {
   EXPECT_EQ(read(answer("br", std::string(3 * 1024 * 1024, 'x'))), "Unsupported Media Type: br");
   EXPECT_FALSE(reusable_);
