@@ -45,6 +45,7 @@ FaultFixture::FaultFixture() {
   setenv("SSL_CERT_FILE", "/dev/null", 1);
   host_.setLogLevel(kDebug);
   configure("host", data_t("127.0.0.1"));
+  configure("timeoutSecs", data_t(30));  // nothing here waits for it but a test that fails
 }
 
 void FaultFixture::TearDown() {
