@@ -11,12 +11,17 @@ namespace com::corvane::connectivity::plugins {
 
 enum class ContentCoding { Identity, Gzip, Deflate };
 
-/// The coding of a response body by its Content-Encoding value; "empty" stands for no such header.
-inline std::optional<ContentCoding> responseCoding(std::string_view name) {
-  if (name == "empty" || name == "identity") return ContentCoding::Identity;
+/// The coding of a request body by its Content-Encoding value; none: it is not supported.
+inline std::optional<ContentCoding> requestCoding(std::string_view name) {
+  if (name == "identity") return ContentCoding::Identity;
   if (name == "gzip") return ContentCoding::Gzip;
   if (name == "deflate") return ContentCoding::Deflate;
   return std::nullopt;
+}
+
+/// The same of a response body, where "empty" stands for no such header.
+inline std::optional<ContentCoding> responseCoding(std::string_view name) {
+  return name == "empty" ? ContentCoding::Identity : requestCoding(name);
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -7,6 +7,7 @@
 #include <Poco/URI.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -62,10 +63,11 @@ HttpExchange::HttpExchange(const ExchangeContext& context, ThreadLogger logger)
     : context_(context),
       logger_(logger),
       requestMapping_(context.keys, context.settings, logger_),
-      requestWriter_(context.settings, context.basicAuthentication, logger_),
-      responseMapping_(context.keys, logger_),
-      session_(context.sessions.create(context.settings.host,
-                                       static_cast<std::uint64_t>(context.settings.port), logger_)),
+      requestWriter_(context.settings, context.basicAuthentication, context.keys, context.jar,
+                     logger_),
+      responseMapping_(context.keys, context.jar, logger_),
+      redirects_(context.settings, logger_),
+      session_(createSession()),
       body_(logger_) {}
 
 void HttpExchange::mapMessageToRequest(Message& message) {
@@ -84,10 +86,15 @@ void HttpExchange::mapMessageToRequest(Message& message) {
   if (details) performRequest(*details);
 }
 
+std::unique_ptr<ClientSession> HttpExchange::createSession() const {
+  return context_.sessions.create(context_.settings.host,
+                                  static_cast<std::uint64_t>(context_.settings.port), logger_);
+}
+
 void HttpExchange::performRequest(RequestDetails& details) {
   try {
-    exchange(details);
-    return;
+    while (exchange(details)) {
+    }
   } catch (const Poco::Exception& failure) {
     session_->reset();
     handleRequestFailure(failure.name(), failure.message(), details);
@@ -97,7 +104,9 @@ void HttpExchange::performRequest(RequestDetails& details) {
   }
 }
 
-void HttpExchange::exchange(RequestDetails& details) {
+// One request and its response. Returns true when that was a redirect, and the record now describes
+// the next request; false when the message has been answered.
+bool HttpExchange::exchange(RequestDetails& details) {
   const char* const method = get<const char*>(details.method);
   logger_.log(LogLevel::Debug, "Handling a request for %s path %s", method,
               get<const char*>(details.path));
@@ -106,12 +115,46 @@ void HttpExchange::exchange(RequestDetails& details) {
   if (methodText.empty() || std::any_of(methodText.begin(), methodText.end(), breaksRequestLine)) {
     throw std::runtime_error(kInvalidMethod);
   }
-  if (!receiveHead(target, details)) return;
+  if (!receiveHead(target, details)) return false;
   readBody(details);
   context_.metrics.setOnline();
+  if (redirects_.follows(head_.status())) return handleRedirect(details);
   Message response = responseMapping_.map(head_, body_.view(), details);
   sendResponse(response, head_.status(), details);
   context_.port.publishQueueSize();
+  return false;
+}
+
+// Returns true when the redirect is to be followed, on a new session; else the message has been
+// answered.
+bool HttpExchange::handleRedirect(RequestDetails& details) {
+  try {
+    const std::optional<std::string> refusal = redirects_.retarget(head_, details);
+    if (!refusal) {
+      session_->reset();
+      session_ = createSession();
+      return true;
+    }
+    sendFailureResponse(*refusal, details);
+  } catch (const Poco::Exception& failure) {
+    handleRedirectFailure(failure.name(), failure.message(), details);
+  } catch (const std::exception& failure) {
+    handleRedirectFailure(failure.what(), {}, details);
+  }
+  return false;
+}
+
+void HttpExchange::handleRedirectFailure(const std::string& text, const std::string& detail,
+                                         RequestDetails& details) {
+  context_.metrics.setFailed();
+  if (!detail.empty()) {
+    logger_.log(LogLevel::Warn, "Failed to perform HTTP redirect: %s (%s)", text, detail);
+  } else {
+    logger_.log(LogLevel::Warn, "Failed to perform HTTP redirect: %s", text);
+  }
+  if (!details.answered) {
+    sendFailureResponse(detail.empty() ? text : text + ": " + detail, details);
+  }
 }
 
 std::string HttpExchange::targetOf(const RequestDetails& details) const {
@@ -121,7 +164,10 @@ std::string HttpExchange::targetOf(const RequestDetails& details) const {
     logger_.log(LogLevel::Trace, "   request query %s = %s", name, value);
   }
   const std::string target = encodeBlanks(uri.getPathAndQuery());
-  return target.empty() || target.front() == '?' ? "/" + target : target;
+  // A proxy gets the whole URI, in which the target follows the port.
+  const bool toProxy = !context_.settings.proxyHost.empty() && !context_.settings.tls;
+  const bool needsSlash = target.empty() || target.front() == '?' || (toProxy && target[0] != '/');
+  return needsSlash ? "/" + target : target;
 }
 
 // Sends the request and receives the head of its answer, in at most two attempts. Returns false
@@ -147,17 +193,20 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
 
 bool HttpExchange::attempt(HTTPRequest& request, RequestDetails& details) {
   const bool toHead = request.getMethod() == HTTPRequest::HTTP_HEAD;
+  std::optional<std::uint64_t> sentBytes;
   try {
-    if (!requestWriter_.sendRequest(*session_, details, request)) {
+    sentBytes = requestWriter_.sendRequest(*session_, details, request);
+    if (!sentBytes) {
       sendFailureResponse(RequestWriter::kUnsupportedCoding, details);
       session_->reset();
       return false;
     }
   } catch (const Poco::IOException&) {
     if (!readEarlyHead(toHead)) throw;
-    return true;
+    return true;  // how much of the body has left is not known: no request size
   }
   session_->reader().readHead(head_, toHead);
+  context_.metrics.recordRequestSize(*sentBytes);
   return true;
 }
 
@@ -226,14 +275,15 @@ void HttpExchange::handleRequestFailure(const std::string& text, const std::stri
 void HttpExchange::sendResponse(Message& response, std::int64_t status, RequestDetails& details) {
   details.answered = true;
   logger_.log(LogLevel::Debug, "Sending response towards host");
-  context_.port.sendTowardsHost(response, details.startTime, status);
+  context_.port.sendTowardsHost(response, details.startTime, status, body_.view().size());
 }
 
 void HttpExchange::sendFailureResponse(const std::string& reason, RequestDetails& details) {
   Message response =
       responseMapping_.mapFailure(reason, details.requestId, details.method, details.path);
   details.answered = true;
-  context_.port.sendTowardsHost(response, details.startTime, ResponseMapping::kFailureStatus);
+  context_.port.sendTowardsHost(response, details.startTime, ResponseMapping::kFailureStatus,
+                                std::nullopt);
 }
 
 // Answers a message that could not be turned into a request.
@@ -242,7 +292,7 @@ void HttpExchange::refuse(const std::string& reason, double startTime) {
   data_t method;
   data_t path;
   Message response = responseMapping_.mapFailure(reason, requestId, method, path);
-  context_.port.sendTowardsHost(response, startTime, ResponseMapping::kFailureStatus);
+  context_.port.sendTowardsHost(response, startTime, ResponseMapping::kFailureStatus, std::nullopt);
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -1,7 +1,8 @@
 // http/http_exchange.h : performs one request message after another for one worker.
 //
-// Role:      the worker's half of the road: message, request, server, response, message. Start
-//            reading at mapMessageToRequest, then performRequest.
+// Role:      the worker's half of the road: message, request, server, response, message; a redirect
+//            takes the middle of it again. Start reading at mapMessageToRequest, then
+//            performRequest.
 // Threads:   one worker only; metrics and port are shared and lock for themselves.
 // Ownership: owns the session and the buffers that are used again for every request.
 // Errors:    every failure becomes one failure response; nothing is thrown. The constructor throws
@@ -14,8 +15,10 @@
 
 #include "config/settings.h"
 #include "http/client_session.h"
+#include "http/cookie_jar.h"
 #include "http/message_keys.h"
 #include "http/names.h"
+#include "http/redirects.h"
 #include "http/request_details.h"
 #include "http/request_mapping.h"
 #include "http/request_writer.h"
@@ -33,6 +36,7 @@ struct ExchangeContext {
   const Settings& settings;
   bool basicAuthentication;
   const MessageKeys& keys;
+  CookieJar& jar;
   SessionFactory& sessions;
   TransportMetrics& metrics;
   TransportPort& port;
@@ -52,7 +56,10 @@ class HttpExchange {
 
  private:
   void performRequest(RequestDetails& details);
-  void exchange(RequestDetails& details);
+  bool exchange(RequestDetails& details);
+  bool handleRedirect(RequestDetails& details);
+  void handleRedirectFailure(const std::string& text, const std::string& detail,
+                             RequestDetails& details);
   bool receiveHead(const std::string& target, RequestDetails& details);
   bool attempt(Poco::Net::HTTPRequest& request, RequestDetails& details);
   bool readEarlyHead(bool toHead);
@@ -65,12 +72,14 @@ class HttpExchange {
   void sendResponse(Message& response, std::int64_t status, RequestDetails& details);
   void sendFailureResponse(const std::string& reason, RequestDetails& details);
   void refuse(const std::string& reason, double startTime);
+  std::unique_ptr<ClientSession> createSession() const;
 
   const ExchangeContext context_;
   const ThreadLogger logger_;
   RequestMapping requestMapping_;
   const RequestWriter requestWriter_;
   const ResponseMapping responseMapping_;
+  const Redirects redirects_;
   std::unique_ptr<ClientSession> session_;
   ResponseHead head_;
   ResponseBody body_;

@@ -12,6 +12,7 @@ struct MessageKeys {
   MapKey charset{"charset"};
   MapKey contentType{"contentType"};
   MapKey cookies{"cookies"};
+  MapKey filename{"filename"};
   MapKey form{"form"};
   MapKey headers{"headers"};
   MapKey http{"http"};

@@ -16,6 +16,9 @@
 namespace com::corvane::connectivity::plugins {
 
 struct RequestDetails {
+  /// How many redirects of one request are followed.
+  static constexpr std::int64_t kMaxRedirects = 9;
+
   /// Takes the fields over as they are. Throws std::runtime_error with kPayloadErrorText when the
   /// payload is neither a buffer nor a map of string keys to strings or buffers.
   RequestDetails(data_t payload, data_t requestId, data_t method, data_t path, TextMap headers,
@@ -29,7 +32,9 @@ struct RequestDetails {
   TextMap queryParameters;
   TextMap cookies;  // the message's own
   data_t form;
-  double startTime;  // seconds, Platform::relativeHighResTimeFloat
+  double startTime;     // seconds, Platform::relativeHighResTimeFloat
+  std::string lastUri;  // stays empty: every redirect is judged by its own location alone
+  std::int64_t redirectCount = 0;
   bool answered = false;
 };
 

@@ -1,13 +1,17 @@
 #include "http/request_writer.h"
 
+#include <Poco/MemoryStream.h>
+#include <Poco/Net/HTMLForm.h>
 #include <Poco/Net/HTTPBasicCredentials.h>
-#include <Poco/Net/NameValueCollection.h>
 
 #include <ostream>
-#include <stdexcept>
+#include <sstream>
 
 #include "http/ascii.h"
+#include "http/body_compressor.h"
+#include "http/body_methods.h"
 #include "http/charset.h"
+#include "http/form_payload.h"
 #include "model/get.h"
 #include "model/text.h"
 
@@ -38,43 +42,84 @@ bool isFramingHeader(const std::string& name) {
   return name == "content-length" || name == "transfer-encoding";
 }
 
-}  // namespace
-
-bool isBodyless(std::string_view method) {
-  return method == "HEAD" || method == "DELETE" || method == "TRACE";
+std::optional<ContentCoding> codingOf(const RequestDetails& details) {
+  const std::string* const name = details.headers.find("content-encoding");
+  return name == nullptr ? ContentCoding::Identity : requestCoding(*name);
 }
 
+}  // namespace
+
 RequestWriter::RequestWriter(const Settings& settings, bool basicAuthentication,
-                             const ThreadLogger& logger)
-    : logger_(logger),
+                             const MessageKeys& keys, CookieJar& jar, const ThreadLogger& logger)
+    : keys_(keys),
+      jar_(jar),
+      logger_(logger),
       authorization_(basicAuthentication ? basicAuthorization(settings) : std::string()) {}
 
 std::optional<std::uint64_t> RequestWriter::sendRequest(ClientSession& session,
                                                         RequestDetails& details,
                                                         HTTPRequest& request) const {
-  const std::string* const coding = details.headers.find("content-encoding");
-  if (coding != nullptr && *coding != "identity") {
+  const std::optional<ContentCoding> coding = codingOf(details);
+  if (!coding) {
     logger_.log(LogLevel::Error, "%s", kUnsupportedCoding);
     return std::nullopt;
   }
-  if (details.payload.tag() == KEL_TAG_MAP) {
-    throw std::runtime_error("HTTPClient cannot send form payloads yet");
+  return details.payload.tag() == KEL_TAG_MAP ? sendForm(session, details, request, *coding)
+                                              : sendBuffer(session, details, request, *coding);
+}
+
+std::uint64_t RequestWriter::sendBuffer(ClientSession& session, RequestDetails& details,
+                                        HTTPRequest& request, ContentCoding coding) const {
+  const std::string_view body = get<buffer_t>(details.payload).view();
+  const char* const method = get<const char*>(details.method);
+  if (isBodyless(method)) {
+    logDroppedBuffer(body, method, coding);
+    return sendBytes(session, details, request, {});
   }
-  const std::string_view body = bodyOf(details);
-  setRequestHeaders(request, details, body.size());
-  trace(request, details, !body.empty());
-  std::ostream& stream = session.sendRequest(request);
+  if (coding == ContentCoding::Identity) return sendBytes(session, details, request, body);
+  Poco::MemoryInputStream source(body.data(), static_cast<std::streamsize>(body.size()));
+  return sendBytes(session, details, request, compress(source, coding).view());
+}
+
+std::uint64_t RequestWriter::sendForm(ClientSession& session, RequestDetails& details,
+                                      HTTPRequest& request, ContentCoding coding) const {
+  Poco::Net::HTMLForm form(formEncoding(details));
+  fillForm(form, details, keys_, logger_);
+  if (isBodyless(request.getMethod())) return sendBytes(session, details, request, {});
+  const std::uint64_t length = prepareForm(form, request);
+  if (coding != ContentCoding::Identity) {
+    std::stringstream body;
+    form.write(body);
+    return sendBytes(session, details, request, compress(body, coding).view());
+  }
+  form.write(sendHead(session, details, request, length));
+  session.flushRequest();
+  return length;
+}
+
+std::uint64_t RequestWriter::sendBytes(ClientSession& session, RequestDetails& details,
+                                       HTTPRequest& request, std::string_view body) const {
+  std::ostream& stream = sendHead(session, details, request, body.size());
   stream.write(body.data(), static_cast<std::streamsize>(body.size()));
   session.flushRequest();
   return body.size();
 }
 
-std::string_view RequestWriter::bodyOf(const RequestDetails& details) const {
-  const std::string_view body = get<buffer_t>(details.payload).view();
-  const char* const method = get<const char*>(details.method);
-  if (body.empty() || !isBodyless(method)) return body;
-  logger_.log(LogLevel::Debug, "Ignoring specified payload for %s request method", method);
-  return {};
+// Returns the stream that takes the body.
+std::ostream& RequestWriter::sendHead(ClientSession& session, RequestDetails& details,
+                                      HTTPRequest& request, std::uint64_t contentLength) const {
+  setRequestHeaders(request, details, contentLength);
+  trace(request, details, contentLength != 0);
+  return session.sendRequest(request);
+}
+
+void RequestWriter::logDroppedBuffer(std::string_view body, const char* method,
+                                     ContentCoding coding) const {
+  if (coding != ContentCoding::Identity) {
+    logIgnoredPayload(logger_, LogLevel::Warn, method);
+  } else if (!body.empty()) {
+    logIgnoredPayload(logger_, LogLevel::Debug, method);
+  }
 }
 
 void RequestWriter::setRequestHeaders(HTTPRequest& request, RequestDetails& details,
@@ -87,21 +132,19 @@ void RequestWriter::setRequestHeaders(HTTPRequest& request, RequestDetails& deta
     const std::string wireName = latin1(name);
     if (!request.has(wireName)) request.add(wireName, latin1(value));
   }
-  if (!details.cookies.empty()) {
-    Poco::Net::NameValueCollection cookies;
-    for (const auto& [name, value] : details.cookies) cookies.add(name, value);
-    request.setCookies(cookies);
-  }
+  const auto cookies = jar_.requestCookies(details.cookies, get<const char*>(details.path));
+  if (!cookies.empty()) request.setCookies(cookies);  // of none it would make an empty field
   if (!authorization_.empty()) request.set(HTTPRequest::AUTHORIZATION, authorization_);
   setFraming(request, details, contentLength);
 }
 
 void RequestWriter::setFraming(HTTPRequest& request, const RequestDetails& details,
                                std::uint64_t contentLength) const {
+  if (isBodyless(request.getMethod())) return;
   const std::string* const coding = details.headers.find("transfer-encoding");
   if (coding != nullptr && ascii::equalsIgnoringCase(ascii::trimmed(*coding), "chunked")) {
     request.setChunkedTransferEncoding(true);
-  } else if (contentLength != 0 || !isBodyless(request.getMethod())) {
+  } else {
     request.setContentLength64(static_cast<Poco::Int64>(contentLength));
   }
 }

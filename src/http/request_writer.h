@@ -3,18 +3,23 @@
 // Role:      called once an attempt, with a fresh request each time; leaves the record able to be
 //            sent again. Start reading at sendRequest.
 // Threads:   one worker only.
-// Errors:    Poco::Exception of the session; std::runtime_error of the character-set conversion.
+// Errors:    Poco::Exception of the session; std::runtime_error of the character-set conversion and
+//            of form metadata; com::orvex::StreamException of the compressor.
 #pragma once
 
 #include <Poco/Net/HTTPRequest.h>
 
 #include <cstdint>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "config/settings.h"
 #include "http/client_session.h"
+#include "http/content_coding.h"
+#include "http/cookie_jar.h"
+#include "http/message_keys.h"
 #include "http/names.h"
 #include "http/request_details.h"
 
@@ -26,8 +31,9 @@ class RequestWriter {
   static constexpr char kUnsupportedCoding[] =
       "Unsupported Content-Encoding, dropping HTTP request.";
 
-  /// Borrows settings and logger.
-  RequestWriter(const Settings& settings, bool basicAuthentication, const ThreadLogger& logger);
+  /// Borrows keys, jar and logger.
+  RequestWriter(const Settings& settings, bool basicAuthentication, const MessageKeys& keys,
+                CookieJar& jar, const ThreadLogger& logger);
 
   /// Sends head and body. Returns the number of body bytes sent, or nothing when the record asks
   /// for a content coding that is not known: then nothing was sent, and ERROR was logged.
@@ -35,7 +41,15 @@ class RequestWriter {
                                            Poco::Net::HTTPRequest& request) const;
 
  private:
-  std::string_view bodyOf(const RequestDetails& details) const;
+  std::uint64_t sendBuffer(ClientSession& session, RequestDetails& details,
+                           Poco::Net::HTTPRequest& request, ContentCoding coding) const;
+  std::uint64_t sendForm(ClientSession& session, RequestDetails& details,
+                         Poco::Net::HTTPRequest& request, ContentCoding coding) const;
+  std::uint64_t sendBytes(ClientSession& session, RequestDetails& details,
+                          Poco::Net::HTTPRequest& request, std::string_view body) const;
+  std::ostream& sendHead(ClientSession& session, RequestDetails& details,
+                         Poco::Net::HTTPRequest& request, std::uint64_t contentLength) const;
+  void logDroppedBuffer(std::string_view body, const char* method, ContentCoding coding) const;
   void setRequestHeaders(Poco::Net::HTTPRequest& request, RequestDetails& details,
                          std::uint64_t contentLength) const;
   void setFraming(Poco::Net::HTTPRequest& request, const RequestDetails& details,
@@ -43,11 +57,10 @@ class RequestWriter {
   void trace(const Poco::Net::HTTPRequest& request, const RequestDetails& details,
              bool hasPayload) const;
 
+  const MessageKeys& keys_;
+  CookieJar& jar_;
   const ThreadLogger& logger_;
   const std::string authorization_;  // empty without basic authentication
 };
-
-/// HEAD, DELETE and TRACE: a payload given for these methods is not sent.
-bool isBodyless(std::string_view method);
 
 }  // namespace com::corvane::connectivity::plugins

@@ -68,15 +68,17 @@ void ResponseMapping::dropDuplicates(map_t& headers,
   }
 }
 
-// The first of several cookies of one name counts; one that cannot be read, or that the server
-// deletes, is left out.
-map_t ResponseMapping::readCookies(const ResponseHead& head) const {
+// Of several cookies of one name the first counts here and the last in the jar; one that cannot be
+// read is left out, one that the server deletes is not reported. The bytes stay as they are, so
+// that a message that sends them back sends what the server has set.
+map_t ResponseMapping::takeCookies(const ResponseHead& head) const {
   map_t cookies;
   for (const HeaderField& field : head.fields()) {
     if (!ascii::equalsIgnoringCase(field.name, "set-cookie")) continue;
-    const auto cookie = SetCookie::parse(field.value);
-    if (!cookie || cookie->isDeletion()) continue;
-    cookies.insert(data_t(utf8Text(cookie->name)), data_t(utf8Text(cookie->value)));
+    auto cookie = SetCookie::parse(field.value);
+    if (!cookie) continue;
+    if (!cookie->isDeletion()) cookies.insert(data_t(cookie->name), data_t(cookie->value));
+    jar_.update(std::move(*cookie));
   }
   return cookies;
 }
@@ -108,17 +110,17 @@ Message ResponseMapping::map(const ResponseHead& head, std::string_view body,
   trace(head, body);
   dropDuplicates(headers, duplicates);
 
+  Message message;
+  message.payload = bufferOf(body);
+  message.metadata.insert(keys_.requestId, data_t());
+  setContentType(message.metadata, contentType);
   map_t http;
   http.insert(keys_.statusCode, data_t(std::int64_t{head.status()}));
   http.insert(keys_.statusReason, data_t(head.reason().data()));
   http.insert(keys_.method, data_t());
   http.insert(keys_.path, data_t());
-  http.insert(keys_.cookies, data_t(readCookies(head)));
+  http.insert(keys_.cookies, data_t(takeCookies(head)));
   http.insert(keys_.headers, data_t(std::move(headers)));
-  Message message;
-  message.payload = bufferOf(body);
-  message.metadata.insert(keys_.requestId, data_t());
-  setContentType(message.metadata, contentType);
   message.metadata.insert(keys_.http, data_t(std::move(http)));
 
   // Nothing fails from here on. Before, the record has to stay whole for a failure response.

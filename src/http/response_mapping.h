@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "http/cookie_jar.h"
 #include "http/message_keys.h"
 #include "http/names.h"
 #include "http/request_details.h"
@@ -24,10 +25,12 @@ class ResponseMapping {
   /// The status of every failure response.
   static constexpr std::int64_t kFailureStatus = 400;
 
-  ResponseMapping(const MessageKeys& keys, const ThreadLogger& logger)
-      : keys_(keys), logger_(logger) {}
+  /// Borrows all of them.
+  ResponseMapping(const MessageKeys& keys, CookieJar& jar, const ThreadLogger& logger)
+      : keys_(keys), jar_(jar), logger_(logger) {}
 
-  /// The message for a response of the server, with `body` as its payload.
+  /// The message for a response of the server, with `body` as its payload. The jar takes over the
+  /// cookies of the response.
   Message map(const ResponseHead& head, std::string_view body, RequestDetails& details) const;
 
   /// The message for a request that got no response: status 400, the text as reason and payload.
@@ -39,11 +42,12 @@ class ResponseMapping {
   map_t readHeaders(const ResponseHead& head, std::string& contentType,
                     std::set<std::string>& duplicates) const;
   void dropDuplicates(map_t& headers, const std::set<std::string>& duplicates) const;
-  map_t readCookies(const ResponseHead& head) const;
+  map_t takeCookies(const ResponseHead& head) const;
   void setContentType(map_t& metadata, const std::string& contentType) const;
   void trace(const ResponseHead& head, std::string_view body) const;
 
   const MessageKeys& keys_;
+  CookieJar& jar_;
   const ThreadLogger& logger_;
 };
 

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <limits>
 
 #include "http/ascii.h"
@@ -34,13 +33,22 @@ int secondsUntil(const std::string& date) {
   return clamped((timeMs - orvex::Platform::sysTime()) / 1000, 0);
 }
 
-// The first attribute of that name behind the cookie's own pair, or null: a cookie may bear an
-// attribute's name itself.
-const std::string* attribute(const NameValueCollection& parts, std::string_view name) {
-  for (auto part = std::next(parts.begin()); part != parts.end(); ++part) {
-    if (ascii::equalsIgnoringCase(part->first, name)) return &part->second;
+// A field whose own pair has no name: the parser passes over such a pair, and the attribute behind
+// it would be taken for the cookie.
+bool isNameless(std::string_view field) {
+  const auto begin = field.find_first_not_of("; \t\n\v\f\r");
+  return begin != std::string_view::npos && field[begin] == '=';
+}
+
+void readAttribute(const std::string& name, const std::string& value, SetCookie& cookie) {
+  if (ascii::equalsIgnoringCase(name, "path")) {
+    cookie.path = value;
+  } else if (ascii::equalsIgnoringCase(name, "max-age")) {
+    cookie.maxAgeSeconds =
+        clamped(Poco::NumberParser::parse64(value), std::numeric_limits<int>::min());
+  } else if (ascii::equalsIgnoringCase(name, "expires")) {
+    cookie.maxAgeSeconds = secondsUntil(value);
   }
-  return nullptr;
 }
 
 }  // namespace
@@ -50,17 +58,12 @@ std::optional<SetCookie> SetCookie::parse(std::string_view field) {
     const std::string text(field);
     NameValueCollection parts;
     Poco::Net::MessageHeader::splitParameters(text.begin(), text.end(), parts);
-    if (parts.empty() || parts.begin()->first.empty()) return std::nullopt;
+    if (parts.empty() || isNameless(field)) return std::nullopt;
     SetCookie cookie;
-    cookie.name = parts.begin()->first;
-    cookie.value = parts.begin()->second;
-    if (const auto* path = attribute(parts, "path")) cookie.path = *path;
-    if (const auto* maxAge = attribute(parts, "max-age")) {
-      cookie.maxAgeSeconds =
-          clamped(Poco::NumberParser::parse64(*maxAge), std::numeric_limits<int>::min());
-    } else if (const auto* expires = attribute(parts, "expires")) {
-      cookie.maxAgeSeconds = secondsUntil(*expires);
-    }
+    auto part = parts.begin();
+    cookie.name = part->first;
+    cookie.value = part->second;
+    while (++part != parts.end()) readAttribute(part->first, part->second, cookie);
     return cookie;
   } catch (const Poco::Exception&) {
     return std::nullopt;

@@ -20,8 +20,10 @@ struct SetCookie {
   bool isDeletion() const { return maxAgeSeconds == 0 || maxAgeSeconds < -1; }
 
   /// Reads a field value. Nothing when it is no cookie or when a lifetime in it cannot be read.
-  /// Unknown attributes are passed over; a lifetime beyond 2^31 - 1 s counts as that; Max-Age wins
-  /// over Expires.
+  /// Quotation marks and backslashes that quote are no part of a value. Names of attributes are
+  /// read without regard to case, unknown ones passed over; of several paths and of several
+  /// lifetimes, Max-Age and Expires alike, the last counts. A lifetime beyond 2^31 - 1 s counts as
+  /// that; an Expires in the past is a deletion.
   static std::optional<SetCookie> parse(std::string_view field);
 };
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <stdexcept>
 #include <utility>
 
@@ -11,11 +12,33 @@ namespace com::corvane::connectivity10_15_0 {
 
 using orvex::AutoMutex;
 
+namespace {
+
+constexpr std::size_t kNumberBytes = 25;  // the longest number has 20
+
+// Showing a number, or any other short text, needs no memory then, and so cannot fail.
+std::string withRoomForNumbers(std::string text) {
+  text.reserve(kNumberBytes);
+  return text;
+}
+
+// Calls the host, which may be written in a language with exceptions: a display that fails must
+// not cost the element what it was doing.
+template <typename Call>
+void callHost(const Call& call) noexcept {
+  try {
+    call();
+  } catch (...) {  // not examined, as the calls' other failures
+  }
+}
+
+}  // namespace
+
 StatusItem::StatusItem(void* statusHandle, std::string key, std::string initial,
                        std::int64_t integer)
     : integer_(integer),
       key_(std::move(key)),
-      value_(std::move(initial)),
+      value_(withRoomForNumbers(std::move(initial))),
       statusHandle_(statusHandle),
       itemHandle_(kel_create_user_status_item(statusHandle_, key_.c_str(), value_.c_str())) {
   if (itemHandle_ == nullptr) {
@@ -26,7 +49,7 @@ StatusItem::StatusItem(void* statusHandle, std::string key, std::string initial,
 }
 
 StatusItem::~StatusItem() {
-  kel_delete_user_status_item(statusHandle_, itemHandle_);
+  callHost([this] { kel_delete_user_status_item(statusHandle_, itemHandle_); });
   itemHandle_ = nullptr;
 }
 
@@ -38,23 +61,23 @@ void StatusItem::set(std::string_view text) {
 void StatusItem::setUnlocked(std::string_view text) {
   if (text == value_) return;
   value_ = text;
-  kel_set_user_status_item(itemHandle_, value_.c_str());
+  callHost([this] { kel_set_user_status_item(itemHandle_, value_.c_str()); });
 }
 
-void StatusItem::set(std::int64_t value) {
+void StatusItem::set(std::int64_t value) noexcept {
   AutoMutex lock(mutex_);
   integer_ = value;
   publishInteger();
 }
 
-void StatusItem::add(std::int64_t delta) {
+void StatusItem::add(std::int64_t delta) noexcept {
   AutoMutex lock(mutex_);
   integer_ += delta;
   publishInteger();
 }
 
-void StatusItem::publishInteger() {
-  std::array<char, 25> digits;  // the longest number has 20 characters
+void StatusItem::publishInteger() noexcept {
+  std::array<char, kNumberBytes> digits;
   const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), integer_);
   setUnlocked(std::string_view(digits.data(), written.ptr));
 }

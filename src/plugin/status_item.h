@@ -5,7 +5,8 @@
 //            all locks and is held during the host's call. key() is constant.
 // Ownership: of whoever asked for it; not copyable. Leaves the host's display when destroyed, which
 //            must happen before the element's status handle ends.
-// Errors:    only the constructor. What the host makes of a new text is not examined.
+// Errors:    the constructor, and an allocation for a text of more than 25 bytes. What the host
+//            makes of a call is not examined; an exception that comes out of one is dropped.
 // Invariants: the host is called only when the text differs from the last one sent.
 #pragma once
 
@@ -36,16 +37,26 @@ class StatusItem {
   void setUnlocked(std::string_view text) OV_REQUIRES(mutex_);
 
   /// Keeps a number and gives the item its decimal text.
-  void set(std::int64_t value);
-  void setInteger(std::int64_t value) { set(value); }
+  void set(std::int64_t value) noexcept;
+  void setInteger(std::int64_t value) noexcept { set(value); }
+
+  /// As set, with the number that `read` returns. It is read while the item is locked: of several
+  /// threads that show one figure, the last to read it is the last to show it. `read` neither
+  /// locks nor throws.
+  template <typename Read>
+  void setTo(const Read& read) noexcept {
+    orvex::AutoMutex lock(mutex_);
+    integer_ = read();
+    publishInteger();
+  }
 
   /// Adds to the number and gives the item the decimal text of the sum.
-  void add(std::int64_t delta);
+  void add(std::int64_t delta) noexcept;
 
   orvex::Mutex& mutex() OV_RETURN_CAPABILITY(mutex_) { return mutex_; }
 
  private:
-  void publishInteger() OV_REQUIRES(mutex_);
+  void publishInteger() noexcept OV_REQUIRES(mutex_);
 
   std::int64_t integer_ OV_GUARDED_BY(mutex_);
   const std::string key_;

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "runtime/platform.h"
+#include "metrics/busy_record.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -31,10 +31,8 @@ int HTTPClient::ClientSessionThread::run() {
 
 void HTTPClient::ClientSessionThread::process(Message& message) {
   const orvex::AutoSchedulableQueue scope(schedulableQueue_);
-  const double begin = orvex::Platform::relativeHighResTimeFloat();
+  const BusyScope busy(transport_.metrics_.busyRecord(), client_);
   exchange_.mapMessageToRequest(message);
-  transport_.metrics_.busyRecord().add(client_,
-                                       orvex::Platform::relativeHighResTimeFloat() - begin);
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -8,6 +8,7 @@
 #include "http/ascii.h"
 #include "kel/host_services.h"
 #include "model/text.h"
+#include "runtime/platform.h"
 #include "runtime/schedulable_queue.h"
 #include "transport/client_session_thread.h"
 
@@ -65,6 +66,7 @@ HTTPClient::HTTPClient(const PluginParameters& parameters, const Limits& limits)
       barrierSliceMs_(limits.barrierSliceMs),
       queue_(consumersFor(config_.settings.numClients), logger, limits.queue),
       metrics_(getStatusReporter(), chainId, pluginName, queue_.consumers()),
+      jar_(config_.settings.cookieJar),
       sessions_(config_.settings),
       live_(queue_.consumers()) {
   workers_.reserve(queue_.consumers());
@@ -161,7 +163,7 @@ bool HTTPClient::isWorkerThread() const { return workerOf == this; }
 void HTTPClient::enterWorkerThread() const { workerOf = this; }
 
 ExchangeContext HTTPClient::exchangeContext() {
-  return {config_.settings, config_.basicAuthentication, keys_, sessions_, metrics_, *this};
+  return {config_.settings, config_.basicAuthentication, keys_, jar_, sessions_, metrics_, *this};
 }
 
 void HTTPClient::sendBatchTowardsTransport(Message* first, Message* end) {
@@ -237,19 +239,24 @@ bool HTTPClient::canComplete(Sentinel& sentinel) const {
   return true;
 }
 
-void HTTPClient::sendTowardsHost(Message& response, double /*startTime*/,
-                                 std::int64_t status) noexcept {
+void HTTPClient::sendTowardsHost(Message& response, double startTime, std::int64_t status,
+                                 std::optional<std::uint64_t> bodyBytes) noexcept {
   try {
     AutoMutex lock(responseMutex_);
+    metrics_.recordLatency(orvex::Platform::relativeHighResTimeFloat() - startTime);
+    if (bodyBytes && status >= 200 && status < 300) metrics_.recordResponseSize(*bodyBytes);
     if (!hostSide) throw std::runtime_error("no host side has been set");
     hostSide->sendBatchTowardsHost(&response, &response + 1);
     metrics_.countResponse(status);
+    metrics_.publishUtilization();
   } catch (const std::exception& failure) {
     logger.log(LogLevel::Error, "HTTPClient - Could not send a response towards the host: %s",
                failure.what());
   }
 }
 
-void HTTPClient::publishQueueSize() { metrics_.setQueueSize(queue_.count()); }
+void HTTPClient::publishQueueSize() noexcept {
+  metrics_.publishQueueSize([this] { return queue_.count(); });
+}
 
 }  // namespace com::corvane::connectivity::plugins

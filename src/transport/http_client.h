@@ -7,7 +7,7 @@
 //            from several threads, workers included. "TransportResponseMutex" serialises
 //            responses, "ClientSessionsMutex" guards the array of workers; neither is held while
 //            waiting for a worker or for the queue.
-// Ownership: owns queue, workers, metrics and settings; the host owns the transport.
+// Ownership: owns queue, workers, metrics, cookie jar and settings; the host owns the transport.
 // Errors:    the constructor throws configuration texts, "Must have at least one consumer", and the
 //            errors of setting up sessions; shutdown throws "An error occurred while checking if
 //            host is shutting down".
@@ -18,9 +18,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "config/settings.h"
+#include "http/cookie_jar.h"
 #include "http/http_exchange.h"
 #include "http/message_keys.h"
 #include "http/session_factory.h"
@@ -57,8 +59,9 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
  private:
   using Workers = std::vector<orvex::RefPtr<ClientSessionThread>>;
 
-  void sendTowardsHost(Message& response, double startTime, std::int64_t status) noexcept override;
-  void publishQueueSize() override;
+  void sendTowardsHost(Message& response, double startTime, std::int64_t status,
+                       std::optional<std::uint64_t> bodyBytes) noexcept override;
+  void publishQueueSize() noexcept override;
 
   // What a worker uses.
   ExchangeContext exchangeContext();
@@ -83,12 +86,13 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   const MapKey concurrencyKey_{"concurrencyControlKey"};
   const MapKey flushKey_{"concurrencyControlFlush"};
 
-  orvex::Mutex responseMutex_{"TransportResponseMutex"};  // guards hostSide
+  orvex::Mutex responseMutex_{"TransportResponseMutex"};  // hostSide, response figures
   std::atomic<bool> shuttingDown_ = false;
   std::atomic<bool> queueCaptureDue_ = true;
   std::atomic<std::uint32_t> deliveries_ = 0;  // batches that are being delivered
   AffinityQueue queue_;
   TransportMetrics metrics_;
+  CookieJar jar_;
   SessionFactory sessions_;
 
   std::vector<std::atomic<bool>> live_;  // by client: started, and not ended

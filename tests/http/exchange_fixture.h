@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,16 +20,30 @@ namespace com::corvane::connectivity::plugins {
 /// A port that keeps what it is given.
 class RecordingPort final : public TransportPort {
  public:
-  void sendTowardsHost(Message& response, double, std::int64_t status) noexcept override {
+  void sendTowardsHost(Message& response, double, std::int64_t status,
+                       std::optional<std::uint64_t> bodyBytes) noexcept override {
     responses.push_back(std::move(response));
     statuses.push_back(status);
+    bodySizes.push_back(bodyBytes);
   }
-  void publishQueueSize() override { ++queueSizePublished; }
+  void publishQueueSize() noexcept override { ++queueSizePublished; }
 
   std::vector<Message> responses;
   std::vector<std::int64_t> statuses;
+  std::vector<std::optional<std::uint64_t>> bodySizes;
   int queueSizePublished = 0;
 };
+
+inline constexpr char kEmptyAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+
+/// A script that closes its first connection instead of answering, and answers on the others.
+inline test_support::ScriptedServer::Script droppingTheFirstRequest() {
+  return [](test_support::Connection& connection) {
+    if (!connection.readRequest() || connection.index() == 0) return;
+    connection.send(kEmptyAnswer);
+    connection.waitUntilClosed();
+  };
+}
 
 class ExchangeFixture : public testing::Test {
  protected:
@@ -42,10 +57,14 @@ class ExchangeFixture : public testing::Test {
     settings_.port = port;
     host_.setLogLevel(logLevel);
     log_ = std::make_unique<connectivity10_15_0::Logger>("category");
-    const ExchangeContext context{settings_, basicAuthentication, keys_, sessions_, metrics_,
-                                  port_};
-    exchange_ = std::make_unique<HttpExchange>(context, ThreadLogger(*log_, 0));
+    jar_.emplace(settings_.cookieJar);
+    exchange_ =
+        std::make_unique<HttpExchange>(context(basicAuthentication), ThreadLogger(*log_, 0));
     host_.clearLines();
+  }
+
+  ExchangeContext context(bool basicAuthentication = false) {
+    return {settings_, basicAuthentication, keys_, *jar_, sessions_, metrics_, port_};
   }
 
   /// Performs one request and returns its answer.
@@ -57,6 +76,21 @@ class ExchangeFixture : public testing::Test {
     return port_.responses.back();
   }
   Message& perform(RequestMessage&& request) { return perform(request); }
+
+  /// The request as a server saw it that answers everything.
+  test_support::HttpRequest sent(RequestMessage& message, int logLevel = 4) {
+    using test_support::ScriptedServer;
+    ScriptedServer server(ScriptedServer::answeringAll(kEmptyAnswer));
+    connectTo(server.port(), logLevel);
+    EXPECT_EQ(status(perform(message)), 200);
+    const auto requests = server.waitForRequests(1);
+    EXPECT_EQ(requests.size(), 1u);
+    exchange_->close();
+    return requests.front();
+  }
+  test_support::HttpRequest sent(RequestMessage&& message, int logLevel = 4) {
+    return sent(message, logLevel);
+  }
 
   static std::int64_t status(Message& answer) {
     return connectivity10_15_0::get<std::int64_t>(at(mapAt(answer.metadata, "http"), "statusCode"));
@@ -74,6 +108,7 @@ class ExchangeFixture : public testing::Test {
   test_support::FakeHost host_;
   Settings settings_;
   MessageKeys keys_;
+  std::optional<CookieJar> jar_;
   SessionFactory sessions_{settings_};
   connectivity10_15_0::StatusReporter reporter_{nullptr};
   TransportMetrics metrics_{reporter_, "chain", "plugin", 1};

@@ -38,7 +38,8 @@ class ResponseMappingTest : public testing::Test {
   connectivity10_15_0::Logger log_{"category"};
   ThreadLogger logger_{log_, 3};
   MessageKeys keys_;
-  ResponseMapping mapping_{keys_, logger_};
+  CookieJar jar_{true};
+  ResponseMapping mapping_{keys_, jar_, logger_};
   ResponseHead head_;
 };
 
@@ -105,7 +106,7 @@ TEST_F(ResponseMappingTest, LeavesOutHeadersThatOccurMoreThanOnce) {
   host_.setLogLevel(5);
   connectivity10_15_0::Logger log{"category"};
   ThreadLogger logger{log, 3};
-  ResponseMapping mapping{keys_, logger};
+  ResponseMapping mapping{keys_, jar_, logger};
   head_.bytes() = "HTTP/1.1 200 OK\r\nVia: a\r\nvia: b\r\nVIA: c\r\nOther: d\r\n\r\n";
   head_.parse();
   RequestDetails record = details();
@@ -141,11 +142,28 @@ TEST_F(ResponseMappingTest, ReportsCookiesButNotDeletedOnes) {
   EXPECT_EQ(textAt(cookies, "d"), "5");
 }
 
+TEST_F(ResponseMappingTest, ReportsTheBytesOfCookiesAsTheyAre) {
+  Message message = map("Set-Cookie: utf8=caf\xC3\xA9\r\nSet-Cookie: latin1=caf\xE9\r\n");
+
+  map_t& cookies = mapAt(mapAt(message.metadata, "http"), "cookies");
+  EXPECT_EQ(textAt(cookies, "utf8"), "caf\xC3\xA9");
+  EXPECT_EQ(textAt(cookies, "latin1"), "caf\xE9");
+}
+
+TEST_F(ResponseMappingTest, HandsTheCookiesToTheJar) {
+  map("Set-Cookie: a=1\r\nSet-Cookie: b=2\r\nSet-Cookie: a=3\r\nSet-Cookie: c=4\r\n");
+  map("Set-Cookie: b=; Max-Age=0\r\nSet-Cookie: c=5; Max-Age=soon\r\n");
+
+  std::string sent;
+  for (const auto& [name, value] : jar_.requestCookies({}, "/")) sent += name + "=" + value + " ";
+  EXPECT_EQ(sent, "a=3 c=4 ");
+}
+
 TEST_F(ResponseMappingTest, DumpsTheResponseAtTrace) {
   host_.setLogLevel(6);
   connectivity10_15_0::Logger log{"category"};
   ThreadLogger logger{log, 3};
-  ResponseMapping mapping{keys_, logger};
+  ResponseMapping mapping{keys_, jar_, logger};
   head_.bytes() = "HTTP/1.1 200 OK\r\nX-Name: Value\r\n\r\n";
   head_.parse();
   RequestDetails first = details();

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -142,6 +144,53 @@ TEST_F(StatusItemTest, AddGoesOnFromANumberThatWasSet) {
   item->add(1);
 
   EXPECT_THAT(history(), ElementsAre("create:0", "set:100", "set:101"));
+}
+
+TEST_F(StatusItemTest, ShowsANumberThatIsReadAtItsTurn) {
+  const auto item = reporter_.createIntegerItem(kKey);
+
+  item->setTo([] { return 5; });
+  item->setTo([] { return 5; });
+  item->add(1);
+
+  EXPECT_THAT(history(), ElementsAre("create:0", "set:5", "set:6"));
+}
+
+TEST_F(StatusItemTest, LastReaderIsTheLastToShow) {
+  const auto item = reporter_.createIntegerItem(kKey);
+  std::atomic<int> figure = 0;
+
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 500; ++round) {
+        ++figure;
+        item->setTo([&] { return figure.load(); });
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  int last = 0;
+  for (const Call& call : host_.statusCalls()) {
+    const int shown = std::stoi(call.value);
+    EXPECT_GE(shown, last);
+    last = shown;
+  }
+  EXPECT_EQ(last, 2000);
+}
+
+TEST_F(StatusItemTest, HostThatThrowsIsNotExamined) {
+  auto item = reporter_.createIntegerItem(kKey);
+  host_.throwFromStatus(std::make_exception_ptr(std::runtime_error("display is gone")));
+
+  EXPECT_NO_THROW(item->set("text"));
+  EXPECT_NO_THROW(item->set(7));
+  EXPECT_NO_THROW(item->add(1));
+  EXPECT_NO_THROW(item->setTo([] { return 9; }));
+  EXPECT_NO_THROW(item.reset());
+
+  EXPECT_THAT(history(), ElementsAre("create:0", "set:text", "set:7", "set:8", "set:9", "delete:"));
 }
 
 TEST_F(StatusItemTest, UnlockedFormIsForHoldersOfTheMutex) {

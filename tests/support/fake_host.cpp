@@ -57,6 +57,7 @@ struct FakeHost::State {
   std::vector<std::unique_ptr<Item>> items;
   std::vector<Entries> maps;
   bool refusesItems = false;
+  std::exception_ptr statusFailure;
   bool shuttingDown = false;
   std::uint64_t shutDownAt = kNever;
   std::uint64_t failFrom = kNever;
@@ -199,6 +200,11 @@ void FakeHost::refuseStatusItems(bool refuse) {
   state_->refusesItems = refuse;
 }
 
+void FakeHost::throwFromStatus(std::exception_ptr failure) {
+  const Lock lock(mutex);
+  state_->statusFailure = std::move(failure);
+}
+
 // ---- Shutdown flag
 
 void FakeHost::setShuttingDown(bool shuttingDown) {
@@ -283,6 +289,7 @@ void kel_set_user_status_item(void* itemHandle, const char* value) {
   item->value = value;
   State::current->statusCalls.push_back({Kind::Set, item->key, value, nullptr});
   test_support::changed.notify_all();
+  if (State::current->statusFailure) std::rethrow_exception(State::current->statusFailure);
 }
 
 void kel_delete_user_status_item(void* statusHandle, void* itemHandle) {
@@ -292,6 +299,7 @@ void kel_delete_user_status_item(void* statusHandle, void* itemHandle) {
   State::current->statusCalls.push_back(
       {Kind::Delete, static_cast<Item*>(itemHandle)->key, "", statusHandle});
   std::erase_if(State::current->items, isIt);
+  if (State::current->statusFailure) std::rethrow_exception(State::current->statusFailure);
 }
 
 void kel_set_user_status_map(void* statusHandle, map_block* values) {

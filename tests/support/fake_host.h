@@ -93,6 +93,9 @@ class FakeHost {
   /// Whether creating items fails from now on, as after the element has been shut down.
   void refuseStatusItems(bool refuse);
 
+  /// Every later set or delete of an item throws this, after its work; null: it returns again.
+  void throwFromStatus(std::exception_ptr failure);
+
   // ---- Shutdown flag
 
   void setShuttingDown(bool shuttingDown);

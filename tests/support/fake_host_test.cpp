@@ -77,6 +77,16 @@ TEST_F(FakeHostTest, ThrowsFromTheLogOnceAskedTo) {
   EXPECT_THAT(host_.texts(), ElementsAre("line", "line"));
 }
 
+TEST_F(FakeHostTest, ThrowsFromStatusWhenToldTo) {
+  void* const item = kel_create_user_status_item(&handle_, "k", "a");
+  host_.throwFromStatus(std::make_exception_ptr(std::runtime_error("no display")));
+
+  EXPECT_THROW(kel_set_user_status_item(item, "b"), std::runtime_error);
+  EXPECT_THROW(kel_delete_user_status_item(&handle_, item), std::runtime_error);
+
+  EXPECT_THAT(host_.statusHistory("k"), ElementsAre("create:a", "set:b", "delete:"));
+}
+
 TEST_F(FakeHostTest, KeepsItemsAndTheirHistory) {
   void* const item = kel_create_user_status_item(&handle_, "k", "a");
   kel_set_user_status_item(item, "b");

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <fstream>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -213,6 +215,22 @@ TEST_F(PluginCycleTest, LeavesNoStatusItemsBehind) {
   kel_host_visit_status(
       this, [](void* count, const kel_host_status_item*) { ++*static_cast<int*>(count); }, &items);
   EXPECT_EQ(items, 0);
+}
+
+TEST_F(PluginCycleTest, ShowsTheseStatusItemsOnceCreated) {
+  void* const plugin = create(data_t(map_t()));
+  std::string shown;
+  kel_host_visit_status(
+      this,
+      [](void* text, const kel_host_status_item* item) {
+        *static_cast<std::string*>(text) += std::string(item->key) + " = " + item->value + "\n";
+      },
+      &shown);
+  EXPECT_EQ(library_.destroy(plugin), 0);
+
+  std::stringstream expected;
+  expected << std::ifstream(STATUS_ITEMS_FILE).rdbuf();
+  EXPECT_EQ(shown, expected.str());
 }
 
 TEST_F(PluginCycleTest, RunsTwoTransportsSideBySide) {

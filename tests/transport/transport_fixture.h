@@ -115,12 +115,14 @@ class TransportFixture : public testing::Test {
  protected:
   TransportFixture() { host_.setLogLevel(5); }
 
-  /// Creates the transport; every request is refused by the server unless a test says otherwise.
+  /// Creates the transport; every request is refused by the server unless a test says otherwise,
+  /// by setting port_ or adding to config_ before.
   void create(std::int64_t clients, HTTPClient::Limits limits = {},
               std::function<void()> onAnswer = nullptr) {
-    connectivity10_15_0::PluginParameters parameters{"chain", "plugin", map_t(), nullptr, this};
+    connectivity10_15_0::PluginParameters parameters{"chain", "plugin", std::move(config_), nullptr,
+                                                     this};
     parameters.config.insert(data_t("host"), data_t("127.0.0.1"));
-    parameters.config.insert(data_t("port"), data_t(refusing_.port()));
+    parameters.config.insert(data_t("port"), data_t(port_));
     parameters.config.insert(data_t("numClients"), data_t(clients));
     transport_ = std::make_unique<HTTPClient>(parameters, limits);
     std::unique_ptr<connectivity10_15_0::HostSide> side =
@@ -159,6 +161,8 @@ class TransportFixture : public testing::Test {
 
   test_support::FakeHost host_;
   RefusingPort refusing_;
+  std::int64_t port_ = refusing_.port();
+  map_t config_;  // settings besides those that create gives
   Answers answers_;
   std::unique_ptr<HTTPClient> transport_;
 };

@@ -1,0 +1,47 @@
+#include "http/body_compressor.h"
+
+#include <Poco/DeflatingStream.h>
+#include <Poco/Exception.h>
+
+#include <istream>
+
+#include "http/body_buffer.h"
+#include "runtime/exception.h"
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+using Poco::DeflatingStreamBuf;
+
+constexpr std::streamsize kPieceBytes = 102400;
+constexpr int kDefaultLevel = -1;
+
+[[noreturn]] void fail() {
+  throw orvex::StreamException("Error processing request stream: Serious I/O error");
+}
+
+void compressTo(BodyBuffer& target, std::istream& body, DeflatingStreamBuf::StreamType format) {
+  Poco::DeflatingInputStream stream(body, format, kDefaultLevel);
+  while (stream.good()) {
+    stream.read(target.room(kPieceBytes), kPieceBytes);
+    target.add(static_cast<std::size_t>(stream.gcount()));
+  }
+  // The compressing stream takes a body that breaks off for one that ends.
+  if (stream.bad() || body.bad()) fail();
+}
+
+}  // namespace
+
+buffer_t compress(std::istream& body, ContentCoding coding) {
+  const bool isGzip = coding == ContentCoding::Gzip;
+  BodyBuffer compressed;
+  try {
+    compressTo(compressed, body,
+               isGzip ? DeflatingStreamBuf::STREAM_GZIP : DeflatingStreamBuf::STREAM_ZLIB);
+  } catch (const Poco::Exception&) {  // the stream could not be set up
+    fail();
+  }
+  return buffer_t::copyOf(compressed.view().data(), compressed.size());
+}
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,133 @@
+#include "http/form_payload.h"
+
+#include <Poco/Net/StringPartSource.h>
+
+#include <memory>
+#include <sstream>
+
+#include "http/body_methods.h"
+#include "http/request_mapping.h"
+#include "model/get.h"
+
+namespace com::corvane::connectivity::plugins {
+
+using connectivity10_15_0::get;
+using Poco::Net::HTMLForm;
+using Poco::Net::HTTPRequest;
+using Poco::Net::StringPartSource;
+
+namespace {
+
+constexpr char kDefaultPartType[] = "application/octet-stream";
+
+// What "form" says of one buffer field; empty texts where it says nothing.
+struct PartMetadata {
+  std::string fileName;
+  std::string contentType;
+  std::string charset;
+};
+
+std::string optionalText(const map_t& map, const MapKey& key) {
+  const auto found = map.find(key);
+  return found == map.end() ? std::string() : std::string(get<const char*>(found.value()));
+}
+
+PartMetadata metadataOf(const char* field, const RequestDetails& details, const MessageKeys& keys) {
+  if (details.form.isEmpty()) return {};
+  const map_t& fields = get<map_t>(details.form);
+  // By text: the payload's key may be a borrowed string, which never equals an owned one.
+  const auto found = fields.find(field);
+  if (found == fields.end()) return {};
+  const map_t& metadata = get<map_t>(found.value());
+  return {optionalText(metadata, keys.filename), optionalText(metadata, keys.contentType),
+          optionalText(metadata, keys.charset)};
+}
+
+// A name as it can stand between quotes in a part's header; browsers write it the same way.
+std::string quotable(const std::string& name) {
+  std::string result;
+  result.reserve(name.size());
+  for (const char c : name) {
+    if (c == '"') {
+      result += "%22";
+    } else if (c != '\r' && c != '\n') {
+      result += c;
+    }
+  }
+  return result;
+}
+
+std::string partType(const PartMetadata& metadata) {
+  std::string type = metadata.contentType.empty() ? kDefaultPartType : metadata.contentType;
+  if (!metadata.charset.empty()) type += "; charset=" + metadata.charset;
+  return withoutLineBreaks(std::move(type));
+}
+
+std::unique_ptr<StringPartSource> makePart(const buffer_t& bytes, const PartMetadata& metadata) {
+  return std::make_unique<StringPartSource>(std::string(bytes.view()), partType(metadata),
+                                            quotable(metadata.fileName));
+}
+
+// Of the form's fields in a request whose method is not known to have a body.
+void addToQuery(HTMLForm& form, HTTPRequest& request) {
+  std::ostringstream fields;
+  form.write(fields);
+  if (fields.view().empty()) return;
+  std::string target = request.getURI();
+  if (target.find('?') == std::string::npos) {
+    target += '?';
+  } else if (target.back() != '?' && target.back() != '&') {
+    target += '&';
+  }
+  request.setURI(target.append(fields.view()));
+}
+
+}  // namespace
+
+const std::string& formEncoding(const RequestDetails& details) {
+  const std::string* const type = details.headers.find("content-type");
+  const bool isMultipart = type != nullptr && *type == HTMLForm::ENCODING_MULTIPART;
+  return isMultipart ? HTMLForm::ENCODING_MULTIPART : HTMLForm::ENCODING_URL;
+}
+
+void fillForm(HTMLForm& form, const RequestDetails& details, const MessageKeys& keys,
+              const ThreadLogger& logger) {
+  const char* const method = get<const char*>(details.method);
+  if (isBodyless(method)) {
+    logIgnoredPayload(logger, LogLevel::Warn, method);
+    return;
+  }
+  const bool isMultipart = form.getEncoding() == HTMLForm::ENCODING_MULTIPART;
+  for (const auto& field : get<map_t>(details.payload)) {
+    const char* const key = get<const char*>(field.key());
+    const std::string name = isMultipart ? quotable(key) : key;
+    const data_t& value = field.value();
+    if (value.isString()) {
+      form.add(name, get<const char*>(value));
+    } else if (value.tag() == KEL_TAG_BUFFER) {
+      const PartMetadata metadata = metadataOf(key, details, keys);
+      if (metadata.fileName.empty()) {
+        logger.log(LogLevel::Warn,
+                   "Can't find filename in the form metadata. Data will be send as a string not as "
+                   "a binary payload");
+      }
+      form.addPart(name, makePart(get<buffer_t>(value), metadata).release());
+    }
+  }
+}
+
+std::uint64_t prepareForm(HTMLForm& form, HTTPRequest& request) {
+  // POCO prepares nothing but POST and PUT requests for a body. It would also set the framing, for
+  // which the message has a say.
+  HTTPRequest post(HTTPRequest::HTTP_POST, "/", HTTPRequest::HTTP_1_1);
+  form.prepareSubmit(post, HTMLForm::OPT_USE_CONTENT_LENGTH);
+  request.setContentType(post.getContentType());
+  const std::string& method = request.getMethod();
+  const bool takesFieldsInBody = method == HTTPRequest::HTTP_POST ||
+                                 method == HTTPRequest::HTTP_PUT ||
+                                 form.getEncoding() == HTMLForm::ENCODING_MULTIPART;
+  if (!takesFieldsInBody) addToQuery(form, request);
+  return static_cast<std::uint64_t>(post.getContentLength64());
+}
+
+}  // namespace com::corvane::connectivity::plugins

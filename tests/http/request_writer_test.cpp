@@ -1,0 +1,92 @@
+#include "http/request_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "http/form_messages.h"
+#include "support/fake_host.h"
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+using Poco::Net::HTTPRequest;
+
+// Keeps what is written instead of sending it.
+class RecordingSession final : private ByteSource, public ClientSession {
+ public:
+  RecordingSession() : ClientSession(static_cast<ByteSource&>(*this)) {}
+
+  std::ostream& sendRequest(HTTPRequest&) override { return body; }
+  void flushRequest() override { ++flushes; }
+  void reset() override {}
+  Poco::Net::HTTPClientSession& base() override { return base_; }
+
+  std::ostringstream body;
+  int flushes = 0;
+
+ private:
+  std::size_t receive(char*, std::size_t) override { return 0; }
+
+  Poco::Net::HTTPClientSession base_;
+};
+
+class RequestWriterTest : public testing::Test {
+ protected:
+  /// What sendRequest gives for a message, after comparing it with what it wrote.
+  std::optional<std::uint64_t> sent(const char* method, data_t payload, const char* coding,
+                                    const char* contentType = "text/plain") {
+    TextMap headers;
+    headers.insert("content-encoding", coding);
+    headers.insert("content-type", contentType);
+    RequestDetails details(std::move(payload), data_t(1), data_t(method), data_t("/"),
+                           std::move(headers), {}, {}, data_t(), 0);
+    RecordingSession session;
+    HTTPRequest request(method, "/", "HTTP/1.1");
+    const auto count = writer_.sendRequest(session, details, request);
+    EXPECT_EQ(session.body.str().size(), count.value_or(0));
+    EXPECT_EQ(session.flushes, count ? 1 : 0);
+    return count;
+  }
+
+  test_support::FakeHost host_;
+  connectivity10_15_0::Logger log_{"category"};
+  const ThreadLogger logger_{log_, 0};
+  const MessageKeys keys_;
+  const Settings settings_;
+  CookieJar jar_{false};
+  const RequestWriter writer_{settings_, false, keys_, jar_, logger_};
+};
+
+TEST_F(RequestWriterTest, CountsTheBytesOfTheBody) {
+  EXPECT_EQ(sent("POST", bufferValue("body"), "identity"), 4u);
+  EXPECT_EQ(sent("POST", bufferValue(""), "identity"), 0u);
+  EXPECT_EQ(sent("DELETE", bufferValue("body"), "identity"), 0u);
+}
+
+TEST_F(RequestWriterTest, CountsCompressedBytes) {
+  EXPECT_EQ(sent("POST", bufferValue(""), "gzip"), 20u);
+  EXPECT_EQ(sent("POST", bufferValue(std::string(1000, 'x')), "deflate"), 17u);
+  EXPECT_EQ(sent("DELETE", bufferValue("body"), "gzip"), 0u);
+}
+
+TEST_F(RequestWriterTest, CountsTheBytesOfAForm) {
+  EXPECT_EQ(sent("POST", data_t(textMap({{"a", "1&2"}})), "identity"), 7u);
+  EXPECT_EQ(sent("GET", data_t(textMap({{"a", "1&2"}})), "identity"), 7u);
+  EXPECT_EQ(sent("HEAD", data_t(textMap({{"a", "1&2"}})), "identity"), 0u);
+  // Between boundary lines of 34 and 36 bytes.
+  const std::string part = "Content-Disposition: form-data; name=\"a\"\r\n\r\n1\r\n";
+  EXPECT_EQ(sent("POST", data_t(textMap({{"a", "1"}})), "identity", "multipart/form-data"),
+            34 + part.size() + 36);
+}
+
+TEST_F(RequestWriterTest, CountsNothingForACodingThatIsNotKnown) {
+  EXPECT_EQ(sent("POST", bufferValue("body"), "GZip"), std::nullopt);
+  EXPECT_EQ(sent("POST", data_t(map_t()), "br"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace com::corvane::connectivity::plugins
