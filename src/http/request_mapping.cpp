@@ -33,12 +33,14 @@ data_t takeString(map_t& http, const MapKey& key, const char* absent, const char
   return take(entry.value());
 }
 
-// A name that would end before its end, or be read as another one, must not reach the wire.
+// A name that would end before its end, or be read as another one, must not reach the wire. The
+// text ends with what is wrong: behind a colon may stand a credential.
 void checkName(const std::string& name) {
   const auto isBreaking = [](char c) { return (c >= 0 && c <= ' ') || c == '\x7F' || c == ':'; };
-  if (name.empty() || std::any_of(name.begin(), name.end(), isBreaking)) {
-    throw std::runtime_error("Invalid HTTP header name: \"" + name + "\"");
-  }
+  const auto breaking = std::find_if(name.begin(), name.end(), isBreaking);
+  if (!name.empty() && breaking == name.end()) return;
+  const std::string shown(name.begin(), breaking == name.end() ? breaking : breaking + 1);
+  throw std::runtime_error("Invalid HTTP header name: \"" + shown + "\"");
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 // Threads:   one worker only; what it reads of the transport is immutable.
 // Ownership: moves what it can out of the message; what only borrows its text is copied.
 // Errors:    std::runtime_error "Invalid HTTP header name: \"...\"" for one that is empty or has
-//            blanks, control characters or colons; "No request Id", "No method", "http.method must
-//            be a string", "No path", "http.path must be a string", kPayloadErrorText, and the
-//            typed-access texts for a value of another kind. After a failure takeRequestId gives
-//            the request's id as far as it was read.
+//            blanks, control characters or colons, quoted up to the first of them; "No request
+//            Id", "No method", "http.method must be a string", "No path", "http.path must be a
+//            string", kPayloadErrorText, and the typed-access texts for a value of another kind.
+//            After a failure takeRequestId gives the request's id as far as it was read.
 #pragma once
 
 #include <string>

@@ -41,6 +41,10 @@ TEST(CharsetTest, SubstitutesWhatLatin1DoesNotHave) {
   EXPECT_STREQ(charset::utf8ToLatin1("x\xE4\xB8\xADy").get(), "x\x1Ay");
 }
 
+TEST(CharsetTest, SubstitutesWhatIsNoUtf8) {
+  EXPECT_STREQ(charset::utf8ToLatin1("x\xE9y").get(), "x\x1Ay");
+}
+
 TEST(CharsetTest, ConvertsEmptyText) {
   EXPECT_STREQ(charset::latin1ToUtf8("").get(), "");
   EXPECT_STREQ(charset::utf8ToLatin1("").get(), "");

@@ -92,6 +92,13 @@ TEST_F(RequestMappingTest, RefusesMapsOfAnotherKind) {
   EXPECT_EQ(failure(RequestMessage().without("http").metadata("http", data_t("x"))), text);
 }
 
+TEST_F(RequestMappingTest, RefusesAnotherKindOfHttpBeforeItReadsTheRequestId) {
+  const std::string text = "Incorrect type in get (you asked for map but it's actually string)";
+
+  EXPECT_EQ(failure(RequestMessage().without("http").metadata("http", data_t("x"))), text);
+  EXPECT_TRUE(mapping_.takeRequestId().isEmpty());
+}
+
 TEST_F(RequestMappingTest, RefusesPayloadsThatAreNeitherBufferNorForm) {
   const std::string text =
       "HTTPClient payloads must be binary buffers or dictionary having string key and either "
@@ -146,10 +153,15 @@ TEST_F(RequestMappingTest, RefusesHeaderValuesWithoutText) {
 
 TEST_F(RequestMappingTest, RefusesHeaderNamesThatWouldBeReadAsSomethingElse) {
   EXPECT_EQ(failure(RequestMessage().header("", data_t("x"))), "Invalid HTTP header name: \"\"");
-  for (const char* name : {"a: b", "content-length ", "\tx", "x\x7Fy"}) {
+  for (const char* name : {"a:", "content-length ", "\t", "x\x7F"}) {
     EXPECT_EQ(failure(RequestMessage().header(name, data_t("x"))),
               std::string("Invalid HTTP header name: \"") + name + "\"");
   }
+}
+
+TEST_F(RequestMappingTest, QuotesNothingThatFollowsTheNameOfAHeader) {
+  EXPECT_EQ(failure(RequestMessage().header("Authorization: Basic c2VjcmV0", data_t("x"))),
+            "Invalid HTTP header name: \"Authorization:\"");
 }
 
 TEST_F(RequestMappingTest, NormalisesTheContentEncoding) {

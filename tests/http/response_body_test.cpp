@@ -1,36 +1,20 @@
 #include "http/response_body.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <string>
 
 #include "http/piece_source.h"
 #include "plugin/logger.h"
 #include "runtime/exception.h"
+#include "support/deflated.h"
 #include "support/fake_host.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr int kGzip = 15 + 16;
-constexpr int kZlib = 15;
-constexpr int kRaw = -15;
-
-std::string compressed(const std::string& text, int window) {
-  z_stream stream{};
-  EXPECT_EQ(deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, window, 8, Z_DEFAULT_STRATEGY),
-            Z_OK);
-  std::string result(deflateBound(&stream, text.size()) + 64, '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-  stream.avail_in = static_cast<uInt>(text.size());
-  stream.next_out = reinterpret_cast<Bytef*>(result.data());
-  stream.avail_out = static_cast<uInt>(result.size());
-  EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-  result.resize(stream.total_out);
-  deflateEnd(&stream);
-  return result;
-}
+using test_support::deflated;
+using test_support::DeflateFormat;
 
 std::string answer(const std::string& coding, const std::string& body) {
   return "HTTP/1.1 200 OK\r\nContent-Encoding: " + coding +
@@ -76,21 +60,22 @@ TEST_F(ResponseBodyTest, ReadsAPlainBodyLargerThanOnePiece) {
 TEST_F(ResponseBodyTest, InflatesGzipAndBothFormsOfDeflate) {
   const std::string text(200000, 'y');
 
-  EXPECT_EQ(read(answer("gzip", compressed(text, kGzip))), text);
+  EXPECT_EQ(read(answer("gzip", deflated(text, DeflateFormat::Gzip))), text);
   EXPECT_TRUE(reusable_);
-  EXPECT_EQ(read(answer("deflate", compressed(text, kZlib))), text);
-  EXPECT_EQ(read(answer("deflate", compressed(text, kRaw))), text);
+  EXPECT_EQ(read(answer("deflate", deflated(text, DeflateFormat::Zlib))), text);
+  EXPECT_EQ(read(answer("deflate", deflated(text, DeflateFormat::Raw))), text);
 }
 
 TEST_F(ResponseBodyTest, InflatesEveryMemberOfAGzipBody) {
-  const std::string body = compressed("one ", kGzip) + compressed("two ", kGzip) +
-                           compressed(std::string(1000, 'z'), kGzip);
+  const std::string body = deflated("one ", DeflateFormat::Gzip) +
+                           deflated("two ", DeflateFormat::Gzip) +
+                           deflated(std::string(1000, 'z'), DeflateFormat::Gzip);
 
   EXPECT_EQ(read(answer("gzip", body)), "one two " + std::string(1000, 'z'));
 }
 
 TEST_F(ResponseBodyTest, IgnoresBytesBehindTheCodedStreamAndKeepsTheConnection) {
-  EXPECT_EQ(read(answer("gzip", compressed("text", kGzip) + "trailing bytes")), "text");
+  EXPECT_EQ(read(answer("gzip", deflated("text", DeflateFormat::Gzip) + "trailing bytes")), "text");
   EXPECT_TRUE(reusable_);
 }
 
@@ -104,7 +89,7 @@ TEST_F(ResponseBodyTest, DecodesNothingWhereNoBodyBelongs) {
 }
 
 TEST_F(ResponseBodyTest, RaisesASeriousErrorForACorruptOrShortStream) {
-  const std::string body = compressed(std::string(5000, 'a'), kGzip);
+  const std::string body = deflated(std::string(5000, 'a'), DeflateFormat::Gzip);
   std::string corrupt = body;
   corrupt[body.size() - 6] ^= 1;  // in the checksum
 
@@ -117,7 +102,7 @@ TEST_F(ResponseBodyTest, RaisesASeriousErrorForACorruptOrShortStream) {
 }
 
 TEST_F(ResponseBodyTest, RaisesAnIoErrorWhenTheFramingOfACodedBodyIsCut) {
-  const std::string whole = answer("gzip", compressed("text", kGzip) + "tail");
+  const std::string whole = answer("gzip", deflated("text", DeflateFormat::Gzip) + "tail");
 
   EXPECT_EQ(failure(whole.substr(0, whole.size() - 1)),
             "Error processing response stream: I/O error");
@@ -134,6 +119,11 @@ TEST_F(ResponseBodyTest, DeliversATextInPlaceOfABodyInAnUnknownCoding) {
   EXPECT_EQ(lines[0].level, 3);
   EXPECT_EQ(lines[0].format, "<%s> {%I64u} %s");
   EXPECT_EQ(lines[0].text, "<category> {0} Unsupported Media Type: br");
+}
+
+TEST_F(ResponseBodyTest, TakesACodingWithoutANameForAnUnknownOne) {
+  EXPECT_EQ(read(answer("", "text")), "Unsupported Media Type: ");
+  EXPECT_EQ(read(answer("empty", "text")), "text");
 }
 
 TEST_F(ResponseBodyTest, DropsTheConnectionRatherThanDrainAnUnknownCodingOfAnySize) {

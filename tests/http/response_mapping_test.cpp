@@ -77,6 +77,25 @@ TEST_F(ResponseMappingTest, NamesNoContentTypeThatWasNotGiven) {
   EXPECT_EQ(empty.metadata.size(), 2u);
 }
 
+TEST_F(ResponseMappingTest, TakesTheTypeFromTheLastOfSeveralAndDeliversNoneAsAHeader) {
+  Message message = map("Content-Type: a/b; charset=x\r\nContent-Type: C/D\r\n");
+
+  EXPECT_EQ(textAt(message.metadata, "contentType"), "c/d");
+  EXPECT_EQ(charset(message), "absent");
+  EXPECT_TRUE(mapAt(mapAt(message.metadata, "http"), "headers").empty());
+}
+
+TEST_F(ResponseMappingTest, DeliversTheReasonAsReceived) {
+  head_.clear();
+  head_.bytes() = "HTTP/1.1 200 Caf\xE9  au lait\r\n\r\n";
+  head_.parse();
+  RequestDetails record = details();
+
+  Message message = mapping_.map(head_, "", record);
+
+  EXPECT_EQ(textAt(mapAt(message.metadata, "http"), "statusReason"), "Caf\xE9  au lait");
+}
+
 TEST_F(ResponseMappingTest, QuotesACharsetThatIsNoToken) {
   Message message = map("Content-Type: a/b; charset=\"x y\"\r\n");
 

@@ -1,5 +1,7 @@
 #include "support/connection.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -22,6 +24,12 @@ void setHangGuard(int descriptor) {
   setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &guard, sizeof guard);
 }
 
+// What is sent leaves at once: bytes that wait for an acknowledgement are lost in a reset.
+void sendAtOnce(int descriptor) {
+  const int on = 1;
+  setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
 bool isReset(int error) { return error == ECONNRESET || error == EPIPE; }
 
 std::string systemText(const char* what, int error) {
@@ -36,6 +44,7 @@ Connection::Connection(int descriptor, std::size_t index, Recorder recorder)
       reader_([this] { return receive(); }),
       descriptor_(descriptor) {
   setHangGuard(descriptor);
+  sendAtOnce(descriptor);
 }
 
 Connection::~Connection() { close(); }

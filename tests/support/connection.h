@@ -84,7 +84,7 @@ class Connection {
   /// Closes a TLS connection without close_notify, as a cut line does.
   void closeWithoutNotify();
 
-  /// Closes with a TCP reset.
+  /// Closes with a TCP reset, which comes behind all that was sent.
   void reset();
 
   /// Discards what comes until the peer closes or resets, or the server is stopped.

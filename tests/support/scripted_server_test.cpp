@@ -346,6 +346,22 @@ TEST(ScriptedServerTest, CloseWithoutNotifyIsACutTlsStream) {
   EXPECT_EQ(client.receiveAll(), "half<cut>");
 }
 
+TEST(ScriptedServerTest, ResetFollowsAllThatWasSent) {
+  const TempDir dir;
+  CertificateAuthority authority(dir);
+  ScriptedServer server(authority.issue(), [](Connection& connection) {
+    connection.readRequest();
+    connection.send("half");
+    connection.reset();
+  });
+  TlsClient client(server.port(), authority.certificateFile());
+  ASSERT_TRUE(client.handshake());
+
+  client.send("GET / HTTP/1.1\r\n\r\n");
+
+  EXPECT_EQ(client.receiveAll(), "half<cut>");
+}
+
 TEST(ScriptedServerTest, ScriptMayBeginTlsAfterPlainBytes) {
   TempDir dir;
   CertificateAuthority authority(dir);
