@@ -1,6 +1,5 @@
 #include "transport/live_transports.h"
 
-#include <cstdlib>
 #include <vector>
 
 #include "runtime/mutex.h"
@@ -14,8 +13,6 @@ using orvex::AutoMutex;
 struct Registry {
   orvex::Mutex mutex{"LiveTransports"};
   std::vector<HTTPClient*> transports;
-  bool hooked = false;
-  bool hookedBehindTls = false;
 };
 
 // Never destroyed: a host may still destroy transports while the process ends.
@@ -30,11 +27,18 @@ void abandonAll() {
   for (HTTPClient* const transport : all.transports) transport->abandon();
 }
 
-// Handlers run in the opposite order of their registration. The TLS library registers its own when
-// it is used first, and that one must not run before the workers have ended.
-void hook(bool& done) {
-  if (!done) done = std::atexit(&abandonAll) == 0;
-}
+// Ends what is left when it is destroyed: when the process exits, or the library is unloaded.
+struct Ending {
+  Ending() noexcept {}  // NOLINT(modernize-use-equals-default): made when control comes by
+  ~Ending() { abandonAll(); }
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+};
+
+// What is made last goes first. The TLS library prepares its own end when it is used first, and
+// that must not come before the workers have ended.
+void awaitEnd() { static const Ending ending; }
+void awaitEndBehindTls() { static const Ending ending; }
 
 }  // namespace
 
@@ -42,7 +46,7 @@ void add(HTTPClient& transport, bool usesTls) {
   Registry& all = registry();
   AutoMutex lock(all.mutex);
   all.transports.push_back(&transport);
-  hook(usesTls ? all.hookedBehindTls : all.hooked);
+  usesTls ? awaitEndBehindTls() : awaitEnd();
 }
 
 void remove(HTTPClient& transport) {

@@ -92,7 +92,7 @@ TEST_F(CarelessHostTest, ExitsInPeaceWhileTlsRequestsAreAnswered) {
   TempDir dir;
   test_support::CertificateAuthority authority(dir);
   const auto identity = authority.issue();
-  for (int round = 0; round < 10; ++round) {
+  for (int round = 0; round < 30; ++round) {
     ScriptedServer server(identity, answerAll);
     const auto host = startHost(server, authority.certificateFile().c_str(), "busy");
 
