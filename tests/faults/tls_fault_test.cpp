@@ -38,9 +38,6 @@ class TlsFaultTest : public FaultFixture {
     end();
   }
 
-  test_support::TempDir dir_;
-
- private:
   void compare(const Answer& answer, const Outcome& expected) {
     EXPECT_EQ(answer.status, expected.status);
     EXPECT_EQ(answer.reason, expected.reason);
@@ -48,6 +45,8 @@ class TlsFaultTest : public FaultFixture {
     EXPECT_EQ(overallStatus(), expected.overall);
     EXPECT_EQ(lines(), expected.lines);
   }
+
+  test_support::TempDir dir_;
 };
 
 TEST_F(TlsFaultTest, SendsNothingToAServerThatNobodyVouchesFor) {
@@ -66,6 +65,22 @@ TEST_F(TlsFaultTest, SendsNothingToAServerOfAnotherName) {
   configure("tlsCertificateAuthorityFile", data_t(authority.certificateFile()));
 
   refuses(authority.issue(text));
+}
+
+TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheServerSpeaksNoTls) {
+  useTls();
+  test_support::ScriptedServer server([](test_support::Connection& connection) {
+    connection.readSome();
+    connection.send("HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
+    connection.waitUntilClosed();
+  });
+  create(server.port());
+
+  compare(perform(RequestMessage("GET", "/", "")),
+          failedTwice(kIo, kSsl, "error:0A00010B:SSL routines::wrong version number"));
+
+  EXPECT_EQ(server.connectionCount(), 2u);
+  end();
 }
 
 TEST_F(TlsFaultTest, FailsWhenABodyOfKnownLengthIsCut) {
