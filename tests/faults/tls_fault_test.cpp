@@ -8,7 +8,7 @@ using test_support::CertificateText;
 using test_support::FaultServer;
 using test_support::TlsIdentity;
 
-constexpr char kLengthOfTen[] = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
+const std::string kLengthOfTen = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
 constexpr char kIo[] = "Poco::IOException";
 constexpr char kSsl[] = "SSL Exception";
 constexpr char kNotTrusted[] = "error:0A000086:SSL routines::certificate verify failed";
@@ -84,7 +84,7 @@ TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheServerSpeaksNoTls) {
 }
 
 TEST_F(TlsFaultTest, FailsWhenABodyOfKnownLengthIsCut) {
-  meetsCutBehind(std::string(kLengthOfTen) + "half", failed(kSsl, kCut));
+  meetsCutBehind(kLengthOfTen + "half", failed(kSsl, kCut));
 }
 
 TEST_F(TlsFaultTest, FailsWhenABodyUntilTheEndIsCut) {
@@ -96,7 +96,7 @@ TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheAnswerIsCutOff) {
 }
 
 TEST_F(TlsFaultTest, TakesAWholeBodyThatIsFollowedByACut) {
-  meetsCutBehind(std::string(kLengthOfTen) + "Connection", answered("Connection"));
+  meetsCutBehind(kLengthOfTen + "Connection", answered("Connection"));
 }
 
 }  // namespace
