@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 #include "http/ascii.h"
+#include "http/log_path.h"
 #include "model/get.h"
 #include "runtime/platform.h"
 
@@ -108,8 +109,10 @@ void HttpExchange::performRequest(RequestDetails& details) {
 // the next request; false when the message has been answered.
 bool HttpExchange::exchange(RequestDetails& details) {
   const char* const method = get<const char*>(details.method);
-  logger_.log(LogLevel::Debug, "Handling a request for %s path %s", method,
-              get<const char*>(details.path));
+  if (logger_.enabled(LogLevel::Debug)) {
+    logger_.log(LogLevel::Debug, "Handling a request for %s path %s", method,
+                withoutCredentials(get<const char*>(details.path)));
+  }
   const std::string target = targetOf(details);
   const std::string_view methodText = method;
   if (methodText.empty() || std::any_of(methodText.begin(), methodText.end(), breaksRequestLine)) {

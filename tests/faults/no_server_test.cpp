@@ -1,4 +1,4 @@
-// There is no connection at all.
+// There is no connection at all, or none that the server wants.
 #include <gmock/gmock.h>
 
 #include "faults/fault_test.h"
@@ -52,6 +52,29 @@ TEST_F(NoServerTest, FailsWhenTheHostHasNoName) {
   EXPECT_EQ(overallStatus(), "FAILED");
   EXPECT_EQ(lines(), failedTwice("Poco::IOException", "Host not found").lines);
 }
+
+class UnwillingServerTest : public WireTest {};
+
+TEST_P(UnwillingServerTest, FailsAfterOneRetryWhenItEndsEveryConnectionAtOnce) {
+  const auto script = [](test_support::Connection& connection) {
+    connection.finish();
+    connection.waitUntilClosed();
+  };
+  const auto server = serverOver<test_support::ScriptedServer>(GetParam(), script);
+  create(server->port());
+
+  const Answer answer = perform(RequestMessage("POST", "/", "body"));
+
+  const Outcome expected = failedTwice("Poco::Net::NoMessageException", "No message received");
+  EXPECT_EQ(answer.status, 400);
+  EXPECT_EQ(answer.reason, expected.reason);
+  EXPECT_EQ(overallStatus(), "FAILED");
+  EXPECT_EQ(lines(), expected.lines);
+  EXPECT_EQ(server->connectionCount(), 2u);
+  end();
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, UnwillingServerTest, overBothWires(), WireTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -8,7 +8,7 @@ using test_support::CertificateText;
 using test_support::FaultServer;
 using test_support::TlsIdentity;
 
-constexpr char kLengthOfTen[] = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
+const std::string kLengthOfTen = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
 constexpr char kIo[] = "Poco::IOException";
 constexpr char kSsl[] = "SSL Exception";
 constexpr char kNotTrusted[] = "error:0A000086:SSL routines::certificate verify failed";
@@ -38,9 +38,6 @@ class TlsFaultTest : public FaultFixture {
     end();
   }
 
-  test_support::TempDir dir_;
-
- private:
   void compare(const Answer& answer, const Outcome& expected) {
     EXPECT_EQ(answer.status, expected.status);
     EXPECT_EQ(answer.reason, expected.reason);
@@ -48,6 +45,8 @@ class TlsFaultTest : public FaultFixture {
     EXPECT_EQ(overallStatus(), expected.overall);
     EXPECT_EQ(lines(), expected.lines);
   }
+
+  test_support::TempDir dir_;
 };
 
 TEST_F(TlsFaultTest, SendsNothingToAServerThatNobodyVouchesFor) {
@@ -68,8 +67,24 @@ TEST_F(TlsFaultTest, SendsNothingToAServerOfAnotherName) {
   refuses(authority.issue(text));
 }
 
+TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheServerSpeaksNoTls) {
+  useTls();
+  test_support::ScriptedServer server([](test_support::Connection& connection) {
+    connection.readSome();
+    connection.send("HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
+    connection.waitUntilClosed();
+  });
+  create(server.port());
+
+  compare(perform(RequestMessage("GET", "/", "")),
+          failedTwice(kIo, kSsl, "error:0A00010B:SSL routines::wrong version number"));
+
+  EXPECT_EQ(server.connectionCount(), 2u);
+  end();
+}
+
 TEST_F(TlsFaultTest, FailsWhenABodyOfKnownLengthIsCut) {
-  meetsCutBehind(std::string(kLengthOfTen) + "half", failed(kSsl, kCut));
+  meetsCutBehind(kLengthOfTen + "half", failed(kSsl, kCut));
 }
 
 TEST_F(TlsFaultTest, FailsWhenABodyUntilTheEndIsCut) {
@@ -81,7 +96,7 @@ TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheAnswerIsCutOff) {
 }
 
 TEST_F(TlsFaultTest, TakesAWholeBodyThatIsFollowedByACut) {
-  meetsCutBehind(std::string(kLengthOfTen) + "Connection", answered("Connection"));
+  meetsCutBehind(kLengthOfTen + "Connection", answered("Connection"));
 }
 
 }  // namespace
