@@ -271,8 +271,18 @@ void HTTPClient::sendTowardsHost(Message& response, double startTime, std::int64
     metrics_.countResponse(status);
     metrics_.publishUtilization();
   } catch (const std::exception& failure) {
+    reportLostResponse(failure.what());
+  } catch (...) {
+    reportLostResponse("unknown exception");
+  }
+}
+
+void HTTPClient::reportLostResponse(const char* reason) const noexcept {
+  try {
     logger.log(LogLevel::Error, "HTTPClient - Could not send a response towards the host: %s",
-               failure.what());
+               reason);
+  } catch (...) {
+    // The log was the last place to tell it.
   }
 }
 

@@ -70,6 +70,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   void sendTowardsHost(Message& response, double startTime, std::int64_t status,
                        std::optional<std::uint64_t> bodyBytes) noexcept override;
   void publishQueueSize() noexcept override;
+  void reportLostResponse(const char* reason) const noexcept;
 
   // What a worker uses.
   ExchangeContext exchangeContext();

@@ -427,6 +427,23 @@ TEST_F(HttpClientTest, AnswersNobodyWithoutAHostSideAndSaysSo) {
   EXPECT_EQ(status(".errorsTowardsHost"), "0");
 }
 
+TEST_F(HttpClientTest, GoesOnWhenTheHostThrowsWhileItTakesAResponse) {
+  int answers = 0;
+  create(1, {}, [&answers] {
+    if (++answers == 1) throw std::runtime_error("the host is full");
+    if (answers == 2) throw 7;
+  });
+  transport_->start();
+
+  for (int id = 0; id < 3; ++id) deliver(request(id));
+  transport_->shutdown();
+
+  EXPECT_TRUE(answers_.eachOnce(3));
+  EXPECT_EQ(linesOf("Could not send a response towards the host: the host is full"), 1u);
+  EXPECT_EQ(linesOf("Could not send a response towards the host: unknown exception"), 1u);
+  EXPECT_EQ(status(".errorsTowardsHost"), "1");
+}
+
 TEST_F(HttpClientTest, EntersTheHostsQueueOfTheFirstDeliveringThread) {
   std::atomic<orvex::SchedulableQueue*> seen = nullptr;
   create(1, {}, [&] { seen = orvex::getCurrentSchedulableQueue(); });
