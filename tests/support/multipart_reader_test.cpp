@@ -24,8 +24,8 @@ std::string failure(const std::string& body, const char* type = kType) {
 }
 
 TEST(MultipartReaderTest, ReadsFieldsAndFiles) {
-  const std::string body =
-      std::string(kField) +
+  std::string body = kField;
+  body +=
       "\r\n--b\r\nContent-Disposition: form-data; name=\"f\"; "
       "filename=\"a.txt\"\r\nContent-Type: text/plain\r\n\r\n\r\n--c\r\n--b--\r\n";
 
