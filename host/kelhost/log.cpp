@@ -121,7 +121,6 @@ extern "C" {
 int32_t kel_get_log_level(const char* category) { return levels().of(category); }
 
 void kel_log_at(const char* category, int32_t level, const char* format, ...) {
-  if (level > levels().of(category)) return;
   va_list values;
   va_start(values, format);
   const std::string text = kelhost::formatLine(format, values);

@@ -40,7 +40,8 @@ KEL_EXPORT void* kel_create_plugin_with_params_HTTPClient(const char* plugin_nam
                                                           void* status_handle, void* host_handle);
 
 /* Ends the transport; the handle is dead afterwards. Null: 0, nothing happens. Stops the workers
- * first if shutdown has not done so. Logs nothing of its own.
+ * first if shutdown has not done so: requests in flight are cut off from the server and answered as
+ * failed, requests that wait are dropped. Logs nothing of its own. Not from within `batch`.
  * [one thread, no other call running] */
 KEL_EXPORT int32_t kel_destroy_plugin_HTTPClient(void* plugin);
 
@@ -50,9 +51,12 @@ KEL_EXPORT int32_t kel_plugin_start_HTTPClient(void* plugin);
 /* Tells that the whole chain is up; the transport does nothing. [one thread, started] */
 KEL_EXPORT int32_t kel_plugin_hostReady_HTTPClient(void* plugin);
 
-/* Answers what is queued (unless the host itself is going down), then stops the workers. Blocks
- * until they have ended. Messages delivered from now on are dropped unanswered.
- * [one thread, created or started] */
+/* Answers what is queued, then stops the workers. Blocks until they have ended: as long as the
+ * server takes, timeoutSecs for each wait at the most. When the host itself is going down, or
+ * begins to (noticed within a second), requests that wait are dropped, and those in flight are cut
+ * off from the server and answered as failed. Messages delivered from now on are dropped
+ * unanswered. From within `batch` it asks the workers to end and returns; destroy waits for them.
+ * [any thread, several at once, any state] */
 KEL_EXPORT int32_t kel_plugin_shutdown_HTTPClient(void* plugin);
 
 /* Sets where responses go, in place of an earlier call's. `host_element` is handed to `batch`

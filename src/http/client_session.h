@@ -5,17 +5,21 @@
 //            were cut short as whole ones, and lets the rest of one answer begin the next.
 // Threads:   one worker only.
 // Ownership: the connection closes with the session.
-// Errors:    what POCO throws; ResponseReader's errors. Call reset after any of them.
+// Errors:    what POCO throws; ResponseReader's errors; Connections::kCutText instead of either
+//            when the connections have been cut. Call reset after any of them.
 #pragma once
 
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/StreamSocket.h>
 
 #include <exception>
 #include <iosfwd>
 #include <utility>
 
+#include "http/connections.h"
 #include "http/response_reader.h"
 
 namespace com::corvane::connectivity::plugins {
@@ -45,23 +49,36 @@ class ClientSession {
   ResponseReader reader_;
 };
 
+/// A socket of the same kind, plain or with the same TLS settings, that has its descriptor already
+/// and is not connected yet.
+Poco::Net::StreamSocket openSocketLike(const Poco::Net::StreamSocket& model,
+                                       Poco::Net::SocketAddress::Family family);
+
 /// PocoSession is Poco::Net::HTTPClientSession or a class derived from it.
 template <class PocoSession>
 class StrictSession final : private ByteSource, public ClientSession, private PocoSession {
  public:
   template <class... Arguments>
-  explicit StrictSession(Arguments&&... arguments)
+  explicit StrictSession(Connections& connections, Arguments&&... arguments)
       : ClientSession(static_cast<ByteSource&>(*this)),
-        PocoSession(std::forward<Arguments>(arguments)...) {}
+        PocoSession(std::forward<Arguments>(arguments)...),
+        connection_(connections) {}
 
   std::ostream& sendRequest(Poco::Net::HTTPRequest& request) override {
     sendFailure_ = nullptr;
-    return PocoSession::sendRequest(request);
+    try {
+      return PocoSession::sendRequest(request);
+    } catch (const Poco::Exception&) {
+      connection_.requireUncut();
+      throw;
+    }
   }
 
   void flushRequest() override {
     PocoSession::flushRequest();
-    if (sendFailure_) std::rethrow_exception(sendFailure_);
+    if (!sendFailure_) return;
+    connection_.requireUncut();
+    std::rethrow_exception(sendFailure_);
   }
 
   void reset() override {
@@ -71,11 +88,26 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
     } catch (const Poco::Exception&) {
       // The connection is given up in any case; how its end went interests nobody.
     }
+    connection_.close();
   }
 
   Poco::Net::HTTPClientSession& base() override { return *this; }
 
  private:
+  // The library would make the socket only while it connects, out of reach for those who stop it.
+  void connect(const Poco::Net::SocketAddress& address) override {
+    if (PocoSession::secure() && !PocoSession::getProxyHost().empty()) {
+      connection_.requireUncut();
+      PocoSession::connect(address);  // asks the proxy on a socket of its own
+      connection_.open(PocoSession::socket().impl()->sockfd());
+      return;
+    }
+    Poco::Net::StreamSocket socket = openSocketLike(PocoSession::socket(), address.family());
+    connection_.open(socket.impl()->sockfd());
+    PocoSession::attachSocket(socket);
+    PocoSession::connect(address);
+  }
+
   // A stream swallows the failure of a write, and writes the rest, or the same again, when it ends.
   // The server must not see anything behind the gap.
   int write(const char* buffer, std::streamsize length) override {
@@ -89,12 +121,21 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
   }
 
   std::size_t receive(char* buffer, std::size_t length) override {
-    const int count = PocoSession::read(buffer, static_cast<std::streamsize>(length));
+    int count = 0;
+    try {
+      count = PocoSession::read(buffer, static_cast<std::streamsize>(length));
+    } catch (const Poco::Exception&) {
+      connection_.requireUncut();
+      throw;
+    }
+    // A connection that was cut looks like one that the peer has closed: the end of some bodies.
+    if (count <= 0) connection_.requireUncut();
     // TLS tells by a negative number that it still waits, which only a time-out lets through.
     if (count < 0) throw Poco::TimeoutException();
     return static_cast<std::size_t>(count);
   }
 
+  SessionConnection connection_;
   std::exception_ptr sendFailure_;
 };
 

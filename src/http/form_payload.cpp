@@ -20,7 +20,21 @@ namespace {
 
 constexpr char kDefaultPartType[] = "application/octet-stream";
 
-// What "form" says of one buffer field; empty texts where it says nothing.
+// A name as it can stand between quotes in a part's header. Browsers write a quote the same way.
+std::string quotable(const std::string& name) {
+  std::string result;
+  result.reserve(name.size());
+  for (const char c : name) {
+    if (c == '"') {
+      result += "%22";
+    } else if (c != '\r' && c != '\n') {
+      result += c;
+    }
+  }
+  return result;
+}
+
+// What "form" says of one buffer field, ready for a part's header; empty where it says nothing.
 struct PartMetadata {
   std::string fileName;
   std::string contentType;
@@ -39,36 +53,23 @@ PartMetadata metadataOf(const char* field, const RequestDetails& details, const 
   const auto found = fields.find(field);
   if (found == fields.end()) return {};
   const map_t& metadata = get<map_t>(found.value());
-  return {optionalText(metadata, keys.filename), optionalText(metadata, keys.contentType),
-          optionalText(metadata, keys.charset)};
-}
-
-// A name as it can stand between quotes in a part's header; browsers write it the same way.
-std::string quotable(const std::string& name) {
-  std::string result;
-  result.reserve(name.size());
-  for (const char c : name) {
-    if (c == '"') {
-      result += "%22";
-    } else if (c != '\r' && c != '\n') {
-      result += c;
-    }
-  }
-  return result;
+  return {quotable(optionalText(metadata, keys.filename)),
+          withoutLineBreaks(optionalText(metadata, keys.contentType)),
+          withoutLineBreaks(optionalText(metadata, keys.charset))};
 }
 
 std::string partType(const PartMetadata& metadata) {
   std::string type = metadata.contentType.empty() ? kDefaultPartType : metadata.contentType;
   if (!metadata.charset.empty()) type += "; charset=" + metadata.charset;
-  return withoutLineBreaks(std::move(type));
+  return type;
 }
 
 std::unique_ptr<StringPartSource> makePart(const buffer_t& bytes, const PartMetadata& metadata) {
   return std::make_unique<StringPartSource>(std::string(bytes.view()), partType(metadata),
-                                            quotable(metadata.fileName));
+                                            metadata.fileName);
 }
 
-// Of the form's fields in a request whose method is not known to have a body.
+// A server looks for the fields of such a request where browsers put those of a GET.
 void addToQuery(HTMLForm& form, HTTPRequest& request) {
   std::ostringstream fields;
   form.write(fields);

@@ -57,8 +57,8 @@ std::unique_ptr<ClientSession> SessionFactory::create(const std::string& host, s
     session = createTls(host, port, logger);
   } else {
     logger.log(LogLevel::Info, "Connecting to http://%s:%I64u%s", host, port, settings_.basePath);
-    session =
-        std::make_unique<StrictSession<HTTPClientSession>>(host, static_cast<Poco::UInt16>(port));
+    session = std::make_unique<StrictSession<HTTPClientSession>>(connections_, host,
+                                                                 static_cast<Poco::UInt16>(port));
   }
   setProxy(session->base(), logger);
   session->base().setKeepAlive(true);
@@ -75,8 +75,8 @@ std::unique_ptr<ClientSession> SessionFactory::createTls(const std::string& host
     logger.log(LogLevel::Info, "Connecting to https://%s:%I64u%s using CA file %s", host, port,
                settings_.basePath, settings_.tlsCertificateAuthorityFile);
   }
-  return std::make_unique<StrictSession<HTTPSClientSession>>(host, static_cast<Poco::UInt16>(port),
-                                                             tlsContext(host));
+  return std::make_unique<StrictSession<HTTPSClientSession>>(
+      connections_, host, static_cast<Poco::UInt16>(port), tlsContext(host));
 }
 
 // Loading the platform's authorities takes some 20 ms and 900 KiB: once a transport, not once a

@@ -14,6 +14,7 @@
 
 #include "config/settings.h"
 #include "http/client_session.h"
+#include "http/connections.h"
 #include "http/names.h"
 #include "runtime/mutex.h"
 
@@ -24,7 +25,12 @@ class SessionFactory {
   /// Borrows the settings.
   explicit SessionFactory(const Settings& settings) : settings_(settings) {}
 
-  /// A session for `host` and `port` (cut to 16 bits); logs the "Connecting to" lines.
+  /// Cuts the connections of all sessions, which then fail with Connections::kCutText, and refuses
+  /// them new ones. Any thread; does not wait.
+  void cutConnections() { connections_.cut(); }
+
+  /// A session for `host` and `port` (cut to 16 bits); logs the "Connecting to" lines. The
+  /// factory outlives it.
   std::unique_ptr<ClientSession> create(const std::string& host, std::uint64_t port,
                                         const ThreadLogger& logger);
 
@@ -35,6 +41,7 @@ class SessionFactory {
   void setProxy(Poco::Net::HTTPClientSession& session, const ThreadLogger& logger) const;
 
   const Settings& settings_;
+  Connections connections_;
   orvex::Mutex tlsContextMutex_{"TlsContextMutex"};
   Poco::Net::Context::Ptr tlsContext_;
 };

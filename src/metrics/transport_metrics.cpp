@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
+
+#include "runtime/platform.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -91,7 +92,7 @@ void TransportMetrics::countResponse(std::int64_t status) noexcept {
 }
 
 void TransportMetrics::publishUtilization() noexcept {
-  const std::optional<std::int64_t> percent = utilization_.nextPercent();
+  const auto percent = utilization_.nextPercent(orvex::Platform::monotonicNanos());
   if (percent) utilizationItem_->set(*percent);
 }
 

@@ -17,7 +17,8 @@ AffinityQueue::AffinityQueue(std::size_t consumers, const Logger& logger, Limits
 }
 
 void AffinityQueue::broadcast() {
-  if (waiting_ > 0) condition_.broadcast();
+  if (unannounced_ && waitingConsumers_ > 0) condition_.broadcast();
+  unannounced_ = false;
 }
 
 void AffinityQueue::waitForSpace() {
@@ -33,18 +34,19 @@ void AffinityQueue::waitForSpace() {
       fullReported_ = true;
     }
     // What this batch has added so far is unannounced: consumers that sleep would never make room.
+    // Later passes announce nothing: two producers would wake each other without end.
     broadcast();
-    ++waiting_;
+    ++producerWaits_;
     ++waitingProducers_;
     condition_.timedwaitRelative(limits_.waitSliceMs);
     --waitingProducers_;
-    --waiting_;
   }
 }
 
 void AffinityQueue::append(List& list, WorkItem item) {
   list.push_back(Entry{nextNumber_, std::move(item)});
   ++nextNumber_;
+  unannounced_ = true;
   count_.store(count() + 1, std::memory_order_relaxed);
 }
 
@@ -72,9 +74,9 @@ WorkItem AffinityQueue::take(std::size_t consumer, const std::function<void()>& 
   orvex::AutoMutex lock(mutex_);
   List* list = nextListOf(consumer);
   while (list == nullptr && !isTerminated()) {
-    ++waiting_;
+    ++waitingConsumers_;
     condition_.wait();
-    --waiting_;
+    --waitingConsumers_;
     list = nextListOf(consumer);
   }
   if (isTerminated()) throw std::runtime_error("This queue has been terminated");

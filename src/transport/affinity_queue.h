@@ -63,7 +63,8 @@ class AffinityQueue {
   /// for space once. REQUIRES: as add.
   void addSentinel(const std::shared_ptr<Sentinel>& sentinel, bool noWait);
 
-  /// Wakes the consumers and producers that wait, if any does. REQUIRES: mutex() held.
+  /// Wakes the consumers that wait, if any does and something has been added since the last time.
+  /// REQUIRES: mutex() held.
   void broadcast();
 
   /// Waits for the next item of a consumer and takes it; `onTake` runs while the mutex is held.
@@ -80,6 +81,10 @@ class AffinityQueue {
   std::size_t count() const { return count_.load(std::memory_order_relaxed); }
 
   std::size_t consumers() const { return lists_.size(); }
+
+  /// How many consumers wait, and how often a producer has. REQUIRES: mutex() held.
+  std::size_t waitingConsumersForTest() const { return waitingConsumers_; }
+  std::size_t producerWaitsForTest() const { return producerWaits_; }
 
  private:
   struct Entry {
@@ -99,8 +104,10 @@ class AffinityQueue {
   std::atomic<bool> terminated_ = false;
   std::atomic<std::size_t> count_ = 0;  // changed under the mutex
   bool fullReported_ = false;
-  std::size_t waiting_ = 0;  // producers and consumers
+  bool unannounced_ = false;  // something was added since the last broadcast
+  std::size_t waitingConsumers_ = 0;
   std::size_t waitingProducers_ = 0;
+  std::size_t producerWaits_ = 0;
   std::uint64_t nextNumber_ = 0;
   std::vector<List> lists_;  // one a consumer
   List shared_;

@@ -25,7 +25,7 @@ int HTTPClient::ClientSessionThread::run() {
                 "HTTPClient - Caught exception during processing - %s", failure.what());
   }
   exchange_.close();
-  transport_.live_[client_] = false;
+  transport_.workerStates_[client_] = WorkerState::Ended;
   return 0;
 }
 

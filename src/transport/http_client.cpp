@@ -11,6 +11,7 @@
 #include "runtime/platform.h"
 #include "runtime/schedulable_queue.h"
 #include "transport/client_session_thread.h"
+#include "transport/live_transports.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -68,40 +69,57 @@ HTTPClient::HTTPClient(const PluginParameters& parameters, const Limits& limits)
       metrics_(getStatusReporter(), chainId, pluginName, queue_.consumers()),
       jar_(config_.settings.cookieJar),
       sessions_(config_.settings),
-      live_(queue_.consumers()) {
+      workerStates_(queue_.consumers()) {
   workers_.reserve(queue_.consumers());
   for (std::size_t client = 0; client < queue_.consumers(); ++client) {
     workers_.emplace_back(new ClientSessionThread(*this, client));
   }
   logger.info("Created %d Client Session Threads", static_cast<std::int32_t>(workers_.size()));
   metrics_.addClients(workers_.size());
+  live_transports::add(*this, config_.settings.tls);
 }
 
 HTTPClient::~HTTPClient() noexcept(false) {
+  live_transports::remove(*this);
   shuttingDown_ = true;  // first: the workers' end is then the expected one
   queue_.terminate();
+  sessions_.cutConnections();
   endWorkers();
   awaitDeliveries();
+}
+
+void HTTPClient::abandon() noexcept {
+  shuttingDown_ = true;
+  abandoned_ = true;  // the host's element may be gone already
+  queue_.terminate();
+  sessions_.cutConnections();
+  endWorkers();
 }
 
 void HTTPClient::start() {
   metrics_.setOnline();
   AutoMutex lock(workersMutex_);
-  // All count as live before the first runs: a barrier must not take a later one for dead.
-  for (std::size_t client = 0; client < workers_.size(); ++client) live_[client] = true;
+  // All count as live before the first runs: a barrier must not take a later one for ended. Those
+  // that were started before stay what they are.
+  for (std::size_t client = 0; client < workers_.size(); ++client) {
+    WorkerState expected = WorkerState::New;
+    workerStates_[client].compare_exchange_strong(expected, WorkerState::Live);
+  }
   std::size_t started = 0;
   try {
     for (; started < workers_.size(); ++started) workers_[started]->start();
   } catch (...) {
-    for (; started < workers_.size(); ++started) live_[started] = false;
+    for (; started < workers_.size(); ++started) workerStates_[started] = WorkerState::New;
     throw;
   }
 }
 
 void HTTPClient::shutdown() {
   shuttingDown_ = true;
-  if (!isHostShuttingDown() && !isWorkerThread()) drain();
+  bool hostGoesDown = isHostShuttingDown();
+  if (!hostGoesDown && !isWorkerThread()) hostGoesDown = !drain();
   queue_.terminate();
+  if (hostGoesDown) sessions_.cutConnections();
   endWorkers();
   if (!isWorkerThread()) awaitDeliveries();
 }
@@ -112,16 +130,18 @@ void HTTPClient::setNextTowardsHost(std::unique_ptr<HostSide>& next) {
 }
 
 // Puts a barrier behind everything that is queued and waits until all workers have reached it.
-void HTTPClient::drain() {
+// Returns false when the host began to go down meanwhile.
+bool HTTPClient::drain() {
   const auto sentinel = std::make_shared<Sentinel>(queue_.consumers());
   {
     AutoMutex lock(queue_.mutex());
     queue_.addSentinel(sentinel, true);
     queue_.broadcast();
   }
-  while (!isHostShuttingDown() && canComplete(*sentinel)) {
-    if (sentinel->waitFor(barrierSliceMs_)) return;
+  while (!isHostShuttingDown()) {
+    if (passWithin(*sentinel)) return true;
   }
+  return false;
 }
 
 void HTTPClient::endWorkers() {
@@ -225,22 +245,23 @@ Message HTTPClient::nextRequest(std::size_t client) {
 }
 
 void HTTPClient::awaitBarrier(Sentinel& sentinel) const {
-  while (!isHostShuttingDown() && canComplete(sentinel) && !queue_.isTerminated()) {
-    if (sentinel.waitFor(barrierSliceMs_)) return;
+  while (!isHostShuttingDown() && !queue_.isTerminated()) {
+    if (passWithin(sentinel)) return;
   }
 }
 
-// False when a worker has ended that would still have to reach the barrier: nobody else takes what
-// is on its list, so that waiting would never end.
-bool HTTPClient::canComplete(Sentinel& sentinel) const {
-  for (std::size_t client = 0; client < live_.size(); ++client) {
-    if (!live_[client] && !sentinel.hasReached(client)) return false;
+// Waits one slice for the workers that are still to reach the barrier. One that has ended, or was
+// never started, counts as having reached it: nobody else takes what is on its list.
+bool HTTPClient::passWithin(Sentinel& sentinel) const {
+  for (std::size_t client = 0; client < workerStates_.size(); ++client) {
+    if (workerStates_[client] != WorkerState::Live) sentinel.reach(client);
   }
-  return true;
+  return sentinel.waitFor(barrierSliceMs_);
 }
 
 void HTTPClient::sendTowardsHost(Message& response, double startTime, std::int64_t status,
                                  std::optional<std::uint64_t> bodyBytes) noexcept {
+  if (abandoned_) return;
   try {
     AutoMutex lock(responseMutex_);
     metrics_.recordLatency(orvex::Platform::relativeHighResTimeFloat() - startTime);

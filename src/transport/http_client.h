@@ -12,6 +12,9 @@
 //            errors of setting up sessions; shutdown throws "An error occurred while checking if
 //            host is shutting down".
 // States:    constructed, started, shutting down, shut down; the destructor shuts down what is not.
+//            What is in flight when the host goes down, or when the destructor runs, is cut off
+//            from the server and answered as failed; else shutdown waits until the server has
+//            answered.
 #pragma once
 
 #include <atomic>
@@ -56,7 +59,12 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   void setNextTowardsHost(std::unique_ptr<connectivity10_15_0::HostSide>& next) override;
   void sendBatchTowardsTransport(Message* first, Message* end) override;
 
+  /// For a process that ends, or a library that is unloaded, with a transport that nobody has
+  /// destroyed: ends the workers, which answer nothing any more.
+  void abandon() noexcept;
+
  private:
+  enum class WorkerState { New, Live, Ended };
   using Workers = std::vector<orvex::RefPtr<ClientSessionThread>>;
 
   void sendTowardsHost(Message& response, double startTime, std::int64_t status,
@@ -74,8 +82,8 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   void enqueue(Message& message, bool noWait);
   bool isFlush(Message& message) const;
   void awaitBarrier(Sentinel& sentinel) const;
-  bool canComplete(Sentinel& sentinel) const;
-  void drain();
+  bool passWithin(Sentinel& sentinel) const;
+  bool drain();
   void endWorkers();
   void awaitDeliveries() const;
 
@@ -88,6 +96,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
 
   orvex::Mutex responseMutex_{"TransportResponseMutex"};  // hostSide, response figures
   std::atomic<bool> shuttingDown_ = false;
+  std::atomic<bool> abandoned_ = false;
   std::atomic<bool> queueCaptureDue_ = true;
   std::atomic<std::uint32_t> deliveries_ = 0;  // batches that are being delivered
   AffinityQueue queue_;
@@ -95,7 +104,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   CookieJar jar_;
   SessionFactory sessions_;
 
-  std::vector<std::atomic<bool>> live_;  // by client: started, and not ended
+  std::vector<std::atomic<WorkerState>> workerStates_;  // by client
   orvex::Mutex workersMutex_{"ClientSessionsMutex"};
   orvex::Condition workersEnded_{workersMutex_};
   Workers workers_;             // guarded by workersMutex_

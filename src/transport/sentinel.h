@@ -3,7 +3,7 @@
 // Role:      shutdown and the flush rule put one on every consumer's list; no consumer passes it
 //            before all have reached it. Start reading at awaitOthers.
 // Threads:   any thread, internal lock ("Sentinel"), never held while anything else is called.
-// Invariants: a consumer reaches it at most once.
+// Invariants: each consumer counts once, however often it is said to have come.
 #pragma once
 
 #include <cstddef>
@@ -21,14 +21,12 @@ class Sentinel {
   explicit Sentinel(std::size_t consumers)
       : condition_(mutex_), remaining_(consumers), reached_(consumers, false) {}
 
-  /// Notes that a consumer has come; the last one wakes all that wait.
+  /// Notes that a consumer has come, or never will; the last one wakes all that wait.
   void reach(std::size_t consumer);
 
   /// Waits until every consumer has reached it, for at most `sliceMs` milliseconds. Returns
   /// whether they have.
   bool waitFor(std::int64_t sliceMs);
-
-  bool hasReached(std::size_t consumer);
 
  private:
   orvex::Mutex mutex_{"Sentinel"};

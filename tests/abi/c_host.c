@@ -11,9 +11,7 @@
 #include <string.h>
 
 #include "kel/host_control.h"
-#include "kel/host_services.h"
-#include "kel/host_values.h"
-#include "kel/plugin.h"
+#include "kel/kel.h"
 
 #define CHECK(condition)                                                      \
   do {                                                                        \

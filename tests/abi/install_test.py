@@ -56,6 +56,7 @@ class InstallTest(unittest.TestCase):
                 "include/kel/host_control.h",
                 "include/kel/host_services.h",
                 "include/kel/host_values.h",
+                "include/kel/kel.h",
                 "include/kel/plugin.h",
                 "include/kel/types.h",
             },

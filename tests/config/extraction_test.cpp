@@ -118,6 +118,33 @@ TEST_F(ExtractionTest, FailureOfAnyStandardKindIsReworded) {
               refusal("Owner configuration key must be a thing"));
 }
 
+// The line of the typed access on standard error, which tells the type that was asked for.
+TEST_F(ExtractionTest, RewordedRefusalLeavesTheDiagnosticLineOfTheTypedAccess) {
+  put("integer", data_t(12.0));
+  put("string", data_t(true));
+
+  testing::internal::CaptureStderr();
+  EXPECT_ANY_THROW(extract<std::int64_t>("integer", integerConverter(), 0));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "GetVisitor<long>.operator()(long)\n");
+
+  testing::internal::CaptureStderr();
+  EXPECT_ANY_THROW(extract<std::string>("string", stringConverter(), ""));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "GetVisitor<char const*>.operator()(char const*)\n");
+}
+
+TEST_F(ExtractionTest, RefusalOfATextLeavesNoDiagnosticLine) {
+  put("integer", data_t("many"));
+  put("boolean", data_t("yes"));
+  put("empty", data_t());
+
+  testing::internal::CaptureStderr();
+  EXPECT_ANY_THROW(extract<std::int64_t>("integer", integerConverter(), 0));
+  EXPECT_ANY_THROW(extract<bool>("boolean", booleanConverter(), false));
+  EXPECT_ANY_THROW(extract<std::string>("empty", stringConverter(), ""));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(ExtractionTest, ElementThatDoesNotConvertStays) {
   put("count", data_t("many"));
 

@@ -60,6 +60,12 @@ class BrokenSource final : public std::streambuf {
   bool given_ = false;
 };
 
+// Lets no compression begin while it lives.
+struct Refusal {
+  Refusal() { refuseToCompress = true; }
+  ~Refusal() { refuseToCompress = false; }
+};
+
 constexpr char kFailure[] = "Error processing request stream: Serious I/O error";
 
 TEST(BodyCompressorTest, WritesTheGzipFormatForGzip) {
@@ -110,12 +116,9 @@ TEST(BodyCompressorTest, FailsWhenReadingTheBodyThrows) {
 
 TEST(BodyCompressorTest, FailsWhenTheCompressionCannotBegin) {
   std::istringstream body("hello");
-  refuseToCompress = true;
+  const Refusal refusal;
 
-  const std::string failed = failure(body);
-  refuseToCompress = false;
-
-  EXPECT_EQ(failed, kFailure);
+  EXPECT_EQ(failure(body), kFailure);
 }
 
 }  // namespace

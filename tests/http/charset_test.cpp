@@ -41,10 +41,6 @@ TEST(CharsetTest, SubstitutesWhatLatin1DoesNotHave) {
   EXPECT_STREQ(charset::utf8ToLatin1("x\xE4\xB8\xADy").get(), "x\x1Ay");
 }
 
-TEST(CharsetTest, SubstitutesWhatIsNoUtf8) {
-  EXPECT_STREQ(charset::utf8ToLatin1("x\xE9y").get(), "x\x1Ay");
-}
-
 TEST(CharsetTest, ConvertsEmptyText) {
   EXPECT_STREQ(charset::latin1ToUtf8("").get(), "");
   EXPECT_STREQ(charset::utf8ToLatin1("").get(), "");
@@ -61,6 +57,16 @@ TEST(CharsetTest, NamesBothSetsWhenAConversionFails) {
   } catch (const std::runtime_error& failure) {
     EXPECT_STREQ(failure.what(), "Could not convert argument from no-such-set to UTF-8");
   }
+}
+
+TEST(CharsetTest, SubstitutesWhatIsNoUtf8) {
+  EXPECT_STREQ(charset::utf8ToLatin1("a\xFFz").get(), "a\x1Az");
+}
+
+TEST(CharsetTest, KeepsAResultThatLeavesNoRoomForItsEnd) {
+  const auto text = charset::convert("four", "UTF-8", "iso8859-1", 4);
+
+  EXPECT_EQ(std::string(text.get(), 4), "four");
 }
 
 TEST(CharsetTest, FailsWhenTheResultDoesNotFit) {

@@ -196,6 +196,29 @@ TEST_F(CookieExchangeTest, KeepsNoCookieOfAResponseThatIsCutShort) {
   EXPECT_EQ(status(port_.responses[0]), 400);
 }
 
+TEST_F(CookieExchangeTest, ChoosesCookiesAnewForARedirectAndKeepsNoneOfIt) {
+  ScriptedServer server([](Connection& connection) {
+    while (const auto request = connection.readRequest()) {
+      connection.send(request->target == "/start"
+                          ? "HTTP/1.1 302 Found\r\nLocation: /goal\r\nSet-Cookie: of302=1\r\n"
+                            "Content-Length: 0\r\n\r\n"
+                          : answer("Set-Cookie: start=1; Path=/start\r\n"
+                                   "Set-Cookie: goal=2; Path=/goal\r\n"));
+    }
+  });
+  connectTo(server.port());
+
+  perform(RequestMessage("GET", "/set", ""));
+  perform(RequestMessage("GET", "/start", "").http("cookies", data_t(textMap({{"own", "1"}}))));
+  perform(RequestMessage("GET", "/next", ""));
+
+  const auto requests = server.waitForRequests(4);
+  EXPECT_EQ(requests[1].value("cookie"), "own=1; start=1");
+  EXPECT_EQ(requests[2].target, "/goal");
+  EXPECT_EQ(requests[2].value("cookie"), "own=1; goal=2");
+  EXPECT_FALSE(requests[3].has("cookie"));
+}
+
 TEST_F(CookieExchangeTest, SendsTheSameCookiesOnceWithEachAttempt) {
   ScriptedServer server([](Connection& connection) {
     while (connection.readRequest()) {

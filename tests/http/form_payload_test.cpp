@@ -200,6 +200,14 @@ TEST_F(FormPayloadTest, LetsNoTextEndItsPartHeader) {
                           MultipartPart{"fX: %22y%22", "%22--n.txt", "a/bX: y; charset=uv", "x"}));
 }
 
+TEST_F(FormPayloadTest, TakesMetadataOfLineBreaksAloneForNone) {
+  EXPECT_THAT(
+      parts(fieldMap("f", bufferValue("x")),
+            formOf("f", {{"filename", "\r\n"}, {"contentType", "\r\n"}, {"charset", "\n"}})),
+      ElementsAre(MultipartPart{"f", {}, "application/octet-stream", "x"}));
+  EXPECT_THAT(host_.textsAt(3), ElementsAre(kNoFileName));
+}
+
 TEST_F(FormPayloadTest, SendsNamesInUtf8AsTheyAre) {
   EXPECT_THAT(
       parts(fieldMap("\xC3\xA9", bufferValue("x")),

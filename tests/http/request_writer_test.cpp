@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "http/form_messages.h"
 #include "support/fake_host.h"
@@ -52,8 +53,13 @@ class RequestWriterTest : public testing::Test {
     return count;
   }
 
+  connectivity10_15_0::Logger debugLogger() {
+    host_.setLogLevel(5);
+    return connectivity10_15_0::Logger("category");
+  }
+
   test_support::FakeHost host_;
-  connectivity10_15_0::Logger log_{"category"};
+  const connectivity10_15_0::Logger log_ = debugLogger();
   const ThreadLogger logger_{log_, 0};
   const MessageKeys keys_;
   const Settings settings_;
@@ -81,6 +87,16 @@ TEST_F(RequestWriterTest, CountsTheBytesOfAForm) {
   const std::string part = "Content-Disposition: form-data; name=\"a\"\r\n\r\n1\r\n";
   EXPECT_EQ(sent("POST", data_t(textMap({{"a", "1"}})), "identity", "multipart/form-data"),
             34 + part.size() + 36);
+}
+
+TEST_F(RequestWriterTest, SaysThatABufferIsDroppedOnlyWhenSomethingIs) {
+  sent("DELETE", bufferValue(""), "identity");
+  EXPECT_EQ(host_.texts(), std::vector<std::string>{});
+
+  sent("DELETE", bufferValue("body"), "identity");
+  EXPECT_EQ(host_.textsAt(5),
+            std::vector<std::string>{
+                "<category> {0} Ignoring specified payload for DELETE request method"});
 }
 
 TEST_F(RequestWriterTest, CountsNothingForACodingThatIsNotKnown) {

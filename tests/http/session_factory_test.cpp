@@ -3,10 +3,13 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/InvalidCertificateHandler.h>
 #include <Poco/Net/SSLManager.h>
+#include <Poco/Net/SecureStreamSocket.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/ssl.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -134,6 +137,50 @@ TEST_F(SessionFactoryTest, SpeaksTlsToAServerThatItTrusts) {
   EXPECT_EQ(statusFrom(authority_.issue()), 200);
 }
 
+// Trusting the platform's authorities is never given up for those of a file.
+TEST_F(SessionFactoryTest, TrustsThePlatformsAuthoritiesWithAndWithoutAFile) {
+  const CertificateAuthority other(dir_, "other");
+  ASSERT_EQ(::setenv("SSL_CERT_FILE", authority_.certificateFile().c_str(), 1), 0);
+  const TlsIdentity identity = authority_.issue();
+
+  EXPECT_EQ(statusFrom(identity), 200);
+
+  settings_.tlsCertificateAuthorityFile = other.certificateFile();
+  SessionFactory withFile(settings_);
+  host_.setLogLevel(4);
+  connectivity10_15_0::Logger log("category");
+  ScriptedServer server(identity, ScriptedServer::answeringAll(kAnswer));
+  const auto session = withFile.create("127.0.0.1", server.port(), ThreadLogger(log, 0));
+  Poco::Net::HTTPRequest request("GET", "/", "HTTP/1.1");
+  session->sendRequest(request);
+  session->flushRequest();
+  ResponseHead head;
+  session->reader().readHead(head, false);
+  EXPECT_EQ(head.status(), 200);
+  ::unsetenv("SSL_CERT_FILE");
+}
+
+TEST_F(SessionFactoryTest, MakesTheExpectedPeerAPartOfTheVerification) {
+  settings_.tls = true;
+  connectivity10_15_0::Logger log("category");
+  const auto parametersFor = [&](const char* host, const auto& look) {
+    SessionFactory sessions(settings_);
+    const auto session = sessions.create(host, 443, ThreadLogger(log, 0));
+    const auto context = Poco::Net::SecureStreamSocket(session->base().socket()).context();
+    look(SSL_CTX_get0_param(context->sslContext()));
+  };
+
+  parametersFor("server.example", [](X509_VERIFY_PARAM* parameters) {
+    EXPECT_STREQ(X509_VERIFY_PARAM_get0_host(parameters, 0), "server.example");
+    EXPECT_EQ(X509_VERIFY_PARAM_get_depth(parameters), 9);
+  });
+  parametersFor("127.0.0.1", [](X509_VERIFY_PARAM* parameters) {
+    char* const address = X509_VERIFY_PARAM_get1_ip_asc(parameters);
+    EXPECT_STREQ(address, "127.0.0.1");
+    OPENSSL_free(address);
+  });
+}
+
 TEST_F(SessionFactoryTest, RefusesAServerThatNobodyVouchesFor) {
   EXPECT_EQ(statusFrom(authority_.issue()), 400);
   EXPECT_EQ(statusFrom(selfSigned(dir_, "self")), 400);
@@ -200,6 +247,19 @@ TEST_F(SessionFactoryTest, WaitsAsLongAsConfigured) {
   EXPECT_GT(secondsFor(9'000'000'000'000), 1'000'000);  // no overflow
 }
 
+TEST_F(SessionFactoryTest, CutsPortsToSixteenBitsAndKeepsConnections) {
+  host_.setLogLevel(4);
+  connectivity10_15_0::Logger log("category");
+
+  const auto session = sessions_.create("server", 65536 + 8080, ThreadLogger(log, 0));
+
+  EXPECT_EQ(session->base().getPort(), 8080);
+  EXPECT_TRUE(session->base().getKeepAlive());
+  EXPECT_FALSE(session->base().connected());
+  EXPECT_EQ(host_.texts(),
+            std::vector<std::string>{"<category> {0} Connecting to http://server:73616"});
+}
+
 TEST_F(SessionFactoryTest, IsNotTalkedIntoTrustByOtherUsersOfTheLibrary) {
   Poco::Net::SSLManager::instance().initializeClient(nullptr, new AcceptingHandler(), nullptr);
 
@@ -249,6 +309,20 @@ TEST_F(SessionFactoryTest, ShowsTheProxyItsCredentials) {
 
   EXPECT_EQ(proxy.waitForRequests(1)[0].value("proxy-authorization"),
             "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ==");
+}
+
+TEST_F(SessionFactoryTest, ShowsTheProxyNothingWhenNotToldTo) {
+  ScriptedServer proxy(ScriptedServer::answeringAll(kAnswer));
+  settings_.proxyHost = "127.0.0.1";
+  settings_.proxyPort = proxy.port();
+  settings_.proxyAuthenticationType = "none";
+  settings_.proxyUser = "Aladdin";
+  settings_.proxyPassword = "open sesame";
+  connectTo(8080);
+
+  perform(RequestMessage("GET", "/", ""));
+
+  EXPECT_FALSE(proxy.waitForRequests(1)[0].has("proxy-authorization"));
 }
 
 TEST_F(SessionFactoryTest, TunnelsTlsThroughAProxy) {

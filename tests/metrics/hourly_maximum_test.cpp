@@ -83,6 +83,13 @@ TEST_F(HourlyMaximumTest, ForgetsWhatWasSmallerThanTheMaximumThatRanOut) {
   EXPECT_EQ(maximum_.value(), 10u);
 }
 
+TEST_F(HourlyMaximumTest, KeepsToTheSystemsTime) {
+  maximum_.add(10);
+  clock_.setSysTime(1700000000000 + kHourMs + 1);
+
+  EXPECT_TRUE(maximum_.add(5));
+}
+
 TEST_F(HourlyMaximumTest, LastsLongerWhenTheSystemsTimeIsSetBack) {
   maximum_.add(10);
   clock_.setSysTime(1600000000000);

@@ -12,12 +12,17 @@
 
 #include "metrics/busy_record.h"
 #include "runtime/manual_clock.h"
+#include "runtime/platform.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
 
 class UtilizationTest : public testing::Test {
  protected:
+  std::optional<std::int64_t> nextPercent() {
+    return utilization_.nextPercent(orvex::Platform::monotonicNanos());
+  }
+
   orvex::ManualClockForTest clock_{123'456'789'000};
   BusyRecord record_{4};
   Utilization utilization_{record_};
@@ -34,40 +39,40 @@ TEST_F(UtilizationTest, IsTheBusyPartOfAllWorkersTime) {
   }
   clock_.advanceMs(20);
 
-  EXPECT_EQ(utilization_.nextPercent(), 20);  // 80 of 4 times 100
+  EXPECT_EQ(nextPercent(), 20);  // 80 of 4 times 100
 }
 
 TEST_F(UtilizationTest, IsZeroWhileNobodyWorks) {
   clock_.advanceMs(100);
 
-  EXPECT_EQ(utilization_.nextPercent(), 0);
+  EXPECT_EQ(nextPercent(), 0);
 }
 
 TEST_F(UtilizationTest, CountsARequestThatIsStillRunning) {
   const BusyScope busy(record_, 1);
   clock_.advanceMs(100);
 
-  EXPECT_EQ(utilization_.nextPercent(), 25);
+  EXPECT_EQ(nextPercent(), 25);
 
   clock_.advanceMs(300);
 
-  EXPECT_EQ(utilization_.nextPercent(), 25);
+  EXPECT_EQ(nextPercent(), 25);
 }
 
 TEST_F(UtilizationTest, DoesNotCountTwiceWhatItHasCountedOfARunningRequest) {
   {
     const BusyScope busy(record_, 1);
     clock_.advanceMs(100);
-    EXPECT_EQ(utilization_.nextPercent(), 25);
+    EXPECT_EQ(nextPercent(), 25);
     clock_.advanceMs(50);
   }
   clock_.advanceMs(50);
 
-  EXPECT_EQ(utilization_.nextPercent(), 12);  // 50 of 4 times 100, cut off
+  EXPECT_EQ(nextPercent(), 12);  // 50 of 4 times 100, cut off
 
   clock_.advanceMs(100);
 
-  EXPECT_EQ(utilization_.nextPercent(), 0);
+  EXPECT_EQ(nextPercent(), 0);
 }
 
 TEST_F(UtilizationTest, IsAHundredWhenAllWorkAllTheTime) {
@@ -77,7 +82,7 @@ TEST_F(UtilizationTest, IsAHundredWhenAllWorkAllTheTime) {
   const BusyScope fourth(record_, 3);
   for (const std::int64_t nanos : {1'000'000, 1'234'567, 999'999'999, 1'000'001}) {
     clock_.advanceNanos(nanos);
-    EXPECT_EQ(utilization_.nextPercent(), 100) << nanos;
+    EXPECT_EQ(nextPercent(), 100) << nanos;
   }
 }
 
@@ -87,17 +92,30 @@ TEST_F(UtilizationTest, CountsAWorkerForNoMoreThanTheWindow) {
     clock_.advanceNanos(100'000);
   }
 
-  EXPECT_EQ(utilization_.nextPercent(), 25);
+  EXPECT_EQ(nextPercent(), 25);
 }
 
 TEST_F(UtilizationTest, GoesOnWithAWindowOfLessThanAMillisecond) {
   const BusyScope busy(record_, 0);
-  EXPECT_EQ(utilization_.nextPercent(), std::nullopt);
+  EXPECT_EQ(nextPercent(), std::nullopt);
   clock_.advanceNanos(999'999);
-  EXPECT_EQ(utilization_.nextPercent(), std::nullopt);
+  EXPECT_EQ(nextPercent(), std::nullopt);
   clock_.advanceNanos(1);
 
-  EXPECT_EQ(utilization_.nextPercent(), 25);
+  EXPECT_EQ(nextPercent(), 25);
+}
+
+TEST_F(UtilizationTest, ARequestThatBeganAfterTheClockWasReadCountsNextTime) {
+  clock_.advanceMs(100);
+  const std::int64_t now = orvex::Platform::monotonicNanos();
+  clock_.advanceMs(100);
+  const BusyScope busy(record_, 0);
+
+  EXPECT_EQ(utilization_.nextPercent(now), 0);
+
+  clock_.advanceMs(100);
+
+  EXPECT_EQ(nextPercent(), 12);  // 100 of 4 times 200, cut off
 }
 
 TEST_F(UtilizationTest, TakesYearsWithManyWorkers) {
@@ -106,17 +124,17 @@ TEST_F(UtilizationTest, TakesYearsWithManyWorkers) {
   const BusyScope busy(record, 5);
   clock_.advanceMs(std::int64_t{2} * 365 * 24 * 3600 * 1000);
 
-  EXPECT_EQ(utilization.nextPercent(), 0);  // 1 of 128
+  EXPECT_EQ(utilization.nextPercent(orvex::Platform::monotonicNanos()), 0);  // 1 of 128
 
   clock_.advanceMs(std::int64_t{2} * 365 * 24 * 3600 * 1000);
   std::vector<std::unique_ptr<BusyScope>> all;
-  EXPECT_EQ(utilization.nextPercent(), 0);
+  EXPECT_EQ(utilization.nextPercent(orvex::Platform::monotonicNanos()), 0);
   for (std::size_t client = 6; client < 128; ++client) {
     all.push_back(std::make_unique<BusyScope>(record, client));
   }
   clock_.advanceMs(std::int64_t{2} * 365 * 24 * 3600 * 1000);
 
-  EXPECT_EQ(utilization.nextPercent(), 96);  // 123 of 128
+  EXPECT_EQ(utilization.nextPercent(orvex::Platform::monotonicNanos()), 96);  // 123 of 128
 }
 
 TEST_F(UtilizationTest, StaysBetweenNothingAndAHundredWhileWorkersWork) {
@@ -130,7 +148,7 @@ TEST_F(UtilizationTest, StaysBetweenNothingAndAHundredWhileWorkersWork) {
 
   for (int window = 0; window < 2000; ++window) {
     clock_.advanceMs(1);
-    const auto percent = utilization_.nextPercent();
+    const auto percent = nextPercent();
     EXPECT_GE(percent, 0);
     EXPECT_LE(percent, 100);
   }

@@ -39,6 +39,42 @@ std::vector<std::string> systemNames() {
   return names;
 }
 
+// Derived classes of other builds rely on where the operations stand in the table.
+TEST(ThreadTest, TableHoldsReferencesStartStopSignalRunInThisOrder) {
+  class Recorder final : public Thread {
+   public:
+    explicit Recorder(std::vector<std::string>& calls) : Thread("recorder"), calls_(calls) {}
+    void addRef(const char* label) override { calls_.push_back(std::string("addRef ") + label); }
+    void dropRef(const char* label) override { calls_.push_back(std::string("dropRef ") + label); }
+    void start() override { calls_.emplace_back("start"); }
+    void stop() override { calls_.emplace_back("stop"); }
+    void signal() override { calls_.emplace_back("signal"); }
+    int run() override {
+      calls_.emplace_back("run");
+      return 7;
+    }
+
+   private:
+    std::vector<std::string>& calls_;
+  };
+  using LabelOperation = void (*)(Thread*, const char*);
+  using Operation = void (*)(Thread*);
+  using RunOperation = int (*)(Thread*);
+  std::vector<std::string> calls;
+  Recorder recorder(calls);
+  Thread* const thread = &recorder;
+
+  // The destructor takes the first two places: without and with giving back the memory.
+  void* const* const table = *reinterpret_cast<void* const* const*>(thread);
+  reinterpret_cast<LabelOperation>(table[2])(thread, "a");
+  reinterpret_cast<LabelOperation>(table[3])(thread, "b");
+  for (int place = 4; place <= 6; ++place) reinterpret_cast<Operation>(table[place])(thread);
+  EXPECT_EQ(reinterpret_cast<RunOperation>(table[7])(thread), 7);
+
+  EXPECT_EQ(calls,
+            (std::vector<std::string>{"addRef a", "dropRef b", "start", "stop", "signal", "run"}));
+}
+
 TEST(ThreadTest, RunsOnAThreadOfItsOwn) {
   std::thread::id runner;
   const RefPtr<Worker> worker = makeWorker([&](Worker&) { runner = std::this_thread::get_id(); });

@@ -1,6 +1,4 @@
 // The plugin as a host sees it: a shared library and nine functions.
-#include <dlfcn.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +7,6 @@
 #include <map>
 #include <mutex>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +15,7 @@
 #include "kel/plugin.h"
 #include "model/get.h"
 #include "model/message.h"
+#include "support/plugin_library.h"
 #include "support/scripted_server.h"
 
 namespace {
@@ -28,42 +26,8 @@ using com::corvane::connectivity10_15_0::get;
 using com::corvane::connectivity10_15_0::map_t;
 using com::corvane::connectivity10_15_0::Message;
 using test_support::Connection;
+using test_support::PluginLibrary;
 using test_support::ScriptedServer;
-
-// The nine functions, found by their names.
-class PluginLibrary {
-  void* library_;  // stays loaded: leak reports then have names
-
- public:
-  PluginLibrary() : library_(::dlopen(HTTP_CLIENT_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
-    if (library_ == nullptr) throw std::runtime_error(::dlerror());
-  }
-
-  template <typename Function>
-  Function* find(const char* name) const {
-    void* const symbol = ::dlsym(library_, name);
-    if (symbol == nullptr) throw std::runtime_error(::dlerror());
-    return reinterpret_cast<Function*>(symbol);
-  }
-
-  decltype(kel_create_plugin_with_params_HTTPClient)* create =
-      find<decltype(kel_create_plugin_with_params_HTTPClient)>(
-          "kel_create_plugin_with_params_HTTPClient");
-  decltype(kel_destroy_plugin_HTTPClient)* destroy =
-      find<decltype(kel_destroy_plugin_HTTPClient)>("kel_destroy_plugin_HTTPClient");
-  decltype(kel_plugin_start_HTTPClient)* start =
-      find<decltype(kel_plugin_start_HTTPClient)>("kel_plugin_start_HTTPClient");
-  decltype(kel_plugin_hostReady_HTTPClient)* hostReady =
-      find<decltype(kel_plugin_hostReady_HTTPClient)>("kel_plugin_hostReady_HTTPClient");
-  decltype(kel_plugin_shutdown_HTTPClient)* shutdown =
-      find<decltype(kel_plugin_shutdown_HTTPClient)>("kel_plugin_shutdown_HTTPClient");
-  decltype(kel_plugin_setNextTowardsHost_HTTPClient)* setNextTowardsHost =
-      find<decltype(kel_plugin_setNextTowardsHost_HTTPClient)>(
-          "kel_plugin_setNextTowardsHost_HTTPClient");
-  decltype(kel_plugin_sendBatchTowardsTransport_HTTPClient)* sendBatch =
-      find<decltype(kel_plugin_sendBatchTowardsTransport_HTTPClient)>(
-          "kel_plugin_sendBatchTowardsTransport_HTTPClient");
-};
 
 // What comes back, by request id.
 class Answers {
@@ -196,7 +160,7 @@ class PluginCycleTest : public testing::Test {
     return data_t(std::move(map));
   }
 
-  PluginLibrary library_;
+  const PluginLibrary library_{HTTP_CLIENT_LIBRARY};
   const LogLines quiet_;
 };
 

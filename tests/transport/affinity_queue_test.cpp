@@ -53,9 +53,9 @@ class AffinityQueueTest : public testing::Test {
     return numberOf(item);
   }
 
-  static std::string takeFailure(AffinityQueue& queue) {
+  static std::string takeFailure(AffinityQueue& queue, std::size_t consumer = 0) {
     try {
-      queue.take(0);
+      queue.take(consumer);
     } catch (const std::runtime_error& failure) {
       return failure.what();
     }
@@ -70,6 +70,19 @@ class AffinityQueueTest : public testing::Test {
     } catch (const std::runtime_error&) {
       return false;
     }
+  }
+
+  // Returns once the condition, looked at with the mutex held, holds.
+  template <typename Condition>
+  static void waitUntil(AffinityQueue& queue, const Condition& condition) {
+    while (true) {
+      {
+        orvex::AutoMutex lock(queue.mutex());
+        if (condition()) break;
+      }
+      std::this_thread::yield();
+    }
+    std::this_thread::yield();
   }
 
   VerboseHost host_;
@@ -326,6 +339,55 @@ TEST_F(AffinityQueueTest, PassesItsCapacityByOneBarrierAtTheMost) {
   queue.addSentinel(std::make_shared<Sentinel>(3), false);
 
   EXPECT_EQ(queue.count(), 6u);
+}
+
+TEST_F(AffinityQueueTest, LetsProducersThatWaitSleepUntilThereIsSpace) {
+  AffinityQueue queue(2, logger_, {4, 2, 1000 * 1000});
+  for (std::int64_t i = 0; i < 4; ++i) add(queue, i, 0);
+  std::thread idle([&] { takeFailure(queue, 1); });
+  waitUntil(queue, [&] { return queue.waitingConsumersForTest() == 1; });
+  std::thread first([&] { add(queue, 4, 0); });
+  std::thread second([&] { add(queue, 5, 0); });
+  waitUntil(queue, [&] { return queue.producerWaitsForTest() >= 2; });
+
+  // Many turns for two that wake each other.
+  for (int turn = 0; turn < 2000; ++turn) waitUntil(queue, [] { return true; });
+  take(queue, 0);  // wakes both; one finds the queue full again
+  waitUntil(queue, [&] { return queue.producerWaitsForTest() >= 3; });
+  take(queue, 0);
+  first.join();
+  second.join();
+
+  EXPECT_EQ(queue.producerWaitsForTest(), 3u);
+  queue.terminate();
+  idle.join();
+}
+
+TEST_F(AffinityQueueTest, LeavesAConsumerWaitingThatIsWokenForAnothersItem) {
+  AffinityQueue queue(2, logger_);
+  std::int64_t taken = 0;
+  std::thread consumer([&] { taken = take(queue, 0); });
+  waitUntil(queue, [&] { return queue.waitingConsumersForTest() == 1; });
+
+  for (std::int64_t i = 0; i < 100; ++i) add(queue, i, 1);
+  add(queue, 100, 0);
+  consumer.join();
+
+  EXPECT_EQ(taken, 100);
+  EXPECT_EQ(queue.count(), 100u);
+}
+
+using AffinityQueueDeathTest = AffinityQueueTest;
+
+// A debug build ends a program that takes the mutex twice.
+TEST_F(AffinityQueueDeathTest, HoldsItsMutexWhileTheTakeActionRuns) {
+  if (!orvex::Mutex::isOrderChecked()) return;
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  AffinityQueue queue(1, logger_);
+  add(queue, 1);
+
+  EXPECT_DEATH(queue.take(0, [&] { queue.mutex().lock(); }),
+               "Mutex \"AffinityQueue\" is taken twice by one thread");
 }
 
 }  // namespace

@@ -46,6 +46,14 @@ TEST_F(HttpClientTest, SaysHowManyWorkersItMade) {
   EXPECT_EQ(line.format, "<%s> Created %d Client Session Threads");
   EXPECT_EQ(line.text, "<connectivity.plugin.chain> Created 3 Client Session Threads");
   EXPECT_EQ(status(".numClients"), "3");
+  // Every worker has its session by then.
+  const auto texts = host_.texts();
+  ASSERT_EQ(texts.size(), 4u);
+  for (std::size_t client = 0; client < 3; ++client) {
+    EXPECT_EQ(texts[client],
+              "<connectivity.plugin.chain> {" + std::to_string(client) +
+                  "} Connecting to http://127.0.0.1:" + std::to_string(refusing_.port()));
+  }
 }
 
 TEST_F(HttpClientTest, RefusesToHaveNoClients) {
@@ -261,6 +269,20 @@ TEST_F(HttpClientTest, ShutsDownAfterAWorkerHasDied) {
   host_.failShutdownQueriesFrom(1000000);
 
   transport_->shutdown();
+
+  EXPECT_EQ(shutdownFailure(), "shut down");
+}
+
+TEST_F(HttpClientTest, DoesNotTakeAWorkerThatHasDiedForAliveWhenStartedAgain) {
+  create(2, smallLimits());
+  transport_->start();
+  host_.failShutdownQueriesFrom(1);
+  deliver(request(0, "concurrencyControlFlush", data_t("yes")));
+  const auto deaths = [this] { return linesOf("Caught exception during processing"); };
+  while (deaths() < 2) std::this_thread::yield();
+  host_.failShutdownQueriesFrom(1000000);
+
+  transport_->start();
 
   EXPECT_EQ(shutdownFailure(), "shut down");
 }

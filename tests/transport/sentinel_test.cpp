@@ -37,13 +37,17 @@ TEST(SentinelTest, WakesThoseThatWaitWhenTheLastOneComes) {
   EXPECT_EQ(passed, 2);
 }
 
-TEST(SentinelTest, KnowsWhoHasCome) {
+TEST(SentinelTest, CountsEachConsumerOnce) {
   Sentinel sentinel(2);
 
   sentinel.reach(1);
+  sentinel.reach(1);
 
-  EXPECT_FALSE(sentinel.hasReached(0));
-  EXPECT_TRUE(sentinel.hasReached(1));
+  EXPECT_FALSE(sentinel.waitFor(1));
+  sentinel.reach(0);
+  EXPECT_TRUE(sentinel.waitFor(kForeverMs));
+  sentinel.reach(0);
+  EXPECT_TRUE(sentinel.waitFor(kForeverMs));
 }
 
 }  // namespace

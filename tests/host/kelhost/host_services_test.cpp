@@ -66,9 +66,16 @@ TEST_F(HostLogTest, SetsLevelsByTheLongestPrefixAtAnyTime) {
   EXPECT_EQ(kel_get_log_level("else"), 6);
 
   kel_host_set_log_level("connectivity.plugin", 2);
-  kel_log_at("connectivity.plugin.chain", 3, "dropped");
-  EXPECT_EQ(last(), "no line");
-  kel_log_at("connectivity.plugin.chain", 2, "kept");
+  EXPECT_EQ(kel_get_log_level("connectivity.plugin.chain"), 2);
+}
+
+// A logger keeps the level that it was made with: the host must not drop what that one lets
+// through.
+TEST_F(HostLogTest, WritesWhatItIsGivenWhateverTheLevelIsNow) {
+  kel_host_set_log_level("", -1);
+
+  kel_log_at("c", 6, "kept");
+
   EXPECT_EQ(last(), "kept");
 }
 

@@ -1,4 +1,4 @@
-// The documentation's table of keys and the code's say the same.
+// The manual's table of keys and the code's say the same.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -20,7 +20,7 @@ std::string trimmed(const std::string& text) {
 // Key, type, default and alternative of each line of the table.
 std::vector<std::vector<std::string>> documentedKeys() {
   std::vector<std::vector<std::string>> keys;
-  std::ifstream file(README_FILE);
+  std::ifstream file(MANUAL_PAGE);
   bool inTable = false;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with("| Key | Type |")) inTable = true;
@@ -36,7 +36,7 @@ std::vector<std::vector<std::string>> documentedKeys() {
   return keys;
 }
 
-TEST(ReadmeTableTest, ListsEveryKeyAsTheCodeReadsIt) {
+TEST(ManualTableTest, ListsEveryKeyAsTheCodeReadsIt) {
   std::vector<std::vector<std::string>> read;
   for (const SettingKey& key : settingKeys()) {
     read.push_back({key.path, key.type, key.defaultValue, key.alternative});
