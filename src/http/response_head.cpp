@@ -58,7 +58,10 @@ void ResponseHead::parse() {
     throw MessageException("NUL byte in the response head");
   }
   const std::size_t feed = lineEnd(bytes_, 0);
-  parseStatusLine(lineText(bytes_, 0, feed));
+  const std::size_t length = lineText(bytes_, 0, feed).size();
+  // A bare carriage return stands for a blank: RFC 9112, section 2.2.
+  std::replace(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(length), '\r', ' ');
+  parseStatusLine(std::string_view(bytes_).substr(0, length));
   terminate(reason_);
   parseFields(feed + 1);
 }
@@ -81,7 +84,8 @@ void ResponseHead::parseStatusLine(std::string_view line) {
     throw MessageException("Invalid status code");
   }
   status_ = (code[0] - '0') * 100 + (code[1] - '0') * 10 + (code[2] - '0');
-  reason_ = ascii::trimmed(line.substr(12));
+  reason_ = line.substr(12);
+  while (!reason_.empty() && isBlank(reason_.front())) reason_.remove_prefix(1);
 }
 
 void ResponseHead::parseFields(std::size_t position) {

@@ -32,7 +32,7 @@ class ResponseHead {
   static constexpr std::size_t kFoldsMax = 1000;
 
   int status() const { return status_; }
-  /// The reason phrase as received, possibly empty.
+  /// The reason phrase as received, blanks at its end included; possibly empty.
   std::string_view reason() const { return reason_; }
   /// 0 for HTTP/1.0, 1 for HTTP/1.1.
   int minorVersion() const { return minorVersion_; }

@@ -44,6 +44,16 @@ TEST(ResponseHeadTest, ReadsStatusReasonAndFieldsInTheOrderReceived) {
   EXPECT_THAT(lines(head), ElementsAre("B=2", "a=1", "B=3"));
 }
 
+TEST(ResponseHeadTest, KeepsTheReasonAsReceived) {
+  ResponseHead head;
+
+  head.bytes() = "HTTP/1.1 200  Very\rgood \t\r\nname: value\r\n\r\n";
+  head.parse();
+
+  EXPECT_EQ(head.reason(), "Very good \t") << "a bare carriage return is a blank";
+  EXPECT_STREQ(head.reason().data(), "Very good \t");
+}
+
 TEST(ResponseHeadTest, EndsEachTextWithNul) {
   ResponseHead head;
 
