@@ -90,7 +90,7 @@ TEST(NginxTest, SpeaksTlsWhenGivenACertificate) {
 
   Process::Options output;
   output.outputFile = dir.file("out");
-  Process client({"openssl", "s_client", "-connect", "localhost:" + std::to_string(nginx.port()),
+  Process client({"openssl", "s_client", "-connect", "127.0.0.1:" + std::to_string(nginx.port()),
                   "-CAfile", authority.certificateFile(), "-verify_return_error", "-brief"},
                  output);
 
