@@ -183,14 +183,23 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
       return attempt(request, details);
     } catch (const Poco::Net::NoMessageException& failure) {
       if (retried) throw;
-      prepareRetry("Poco::Net::NoMessageException", failure);
+      logger_.log(
+          LogLevel::Debug,
+          "Caught a Poco::Net::NoMessageException processing a request, will retry once: %s (%s)",
+          failure.name(), failure.message());
     } catch (const Poco::Net::ConnectionAbortedException& failure) {
       if (retried) throw;
-      prepareRetry("Poco::Net::ConnectionAbortedException", failure);
+      logger_.log(LogLevel::Debug,
+                  "Caught a Poco::Net::ConnectionAbortedException processing a request, will retry "
+                  "once: %s (%s)",
+                  failure.name(), failure.message());
     } catch (const Poco::IOException& failure) {
       if (retried) throw;
-      prepareRetry("Poco::IOException", failure);
+      logger_.log(LogLevel::Debug,
+                  "Caught a Poco::IOException processing a request, will retry once: %s (%s)",
+                  failure.name(), failure.message());
     }
+    session_->reset();
   }
 }
 
@@ -227,12 +236,6 @@ bool HttpExchange::readEarlyHead(bool toHead) {
   } catch (const Poco::Exception&) {
     return false;  // the failure of the send tells more
   }
-}
-
-void HttpExchange::prepareRetry(const char* kind, const Poco::Exception& failure) {
-  logger_.log(LogLevel::Debug, "Caught a %s processing a request, will retry once: %s (%s)", kind,
-              failure.name(), failure.message());
-  session_->reset();
 }
 
 // Leaves the connection either ready for the next request or closed.

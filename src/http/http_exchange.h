@@ -63,7 +63,6 @@ class HttpExchange {
   bool receiveHead(const std::string& target, RequestDetails& details);
   bool attempt(Poco::Net::HTTPRequest& request, RequestDetails& details);
   bool readEarlyHead(bool toHead);
-  void prepareRetry(const char* kind, const Poco::Exception& failure);
   std::string targetOf(const RequestDetails& details) const;
   void readBody(const RequestDetails& details);
 

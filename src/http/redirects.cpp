@@ -69,20 +69,23 @@ std::optional<std::string> Redirects::retarget(const ResponseHead& head,
   ++details.redirectCount;
   const Poco::URI target = locationUri(location);
   const std::string text = target.toString();
-  const std::string subject = "Id " + std::to_string(id) + ", status " + std::to_string(status);
-  const std::string scheme = settings_.tls ? "https" : "http";
+  const auto subject = [&] {
+    return "Id " + std::to_string(id) + ", status " + std::to_string(status) +
+           ", it redirects to different ";
+  };
+  const char* const scheme = settings_.tls ? "https" : "http";
   if (!target.getScheme().empty() && target.getScheme() != scheme) {
-    return refuse(subject + ", it redirects to different schema, from " + scheme + " to " +
-                  target.getScheme() + " and LocationURI " + text);
+    return refuse(subject() + "schema, from " + scheme + " to " + target.getScheme() +
+                  " and LocationURI " + text);
   }
   logger_.log(LogLevel::Debug, "Processing request for status: %I64u ,Last URI: %s ,Target URI: %s",
               static_cast<std::uint64_t>(status), details.lastUri, text);
   if (leavesServer(target)) {
-    return refuse(subject + ", it redirects to different host/port, from host " + settings_.host +
-                  " to " + target.getHost() + " or port " + std::to_string(settings_.port) +
-                  " to " + std::to_string(target.getPort()));
+    return refuse(subject() + "host/port, from host " + settings_.host + " to " + target.getHost() +
+                  " or port " + std::to_string(settings_.port) + " to " +
+                  std::to_string(target.getPort()));
   }
-  turn(details, target, status);
+  turn(details, target, text, status);
   return std::nullopt;
 }
 
@@ -102,8 +105,8 @@ std::string Redirects::refuse(const std::string& reason) const {
   return text;
 }
 
-void Redirects::turn(RequestDetails& details, const Poco::URI& target, int status) const {
-  const std::string text = target.toString();
+void Redirects::turn(RequestDetails& details, const Poco::URI& target, const std::string& text,
+                     int status) const {
   if (status == 301 || status == 308) {
     logger_.log(LogLevel::Debug,
                 "Received permanent redirects requests with host= %s and new URL %s",

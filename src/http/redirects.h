@@ -43,7 +43,8 @@ class Redirects {
  private:
   bool leavesServer(const Poco::URI& target) const;
   std::string refuse(const std::string& reason) const;
-  void turn(RequestDetails& details, const Poco::URI& target, int status) const;
+  void turn(RequestDetails& details, const Poco::URI& target, const std::string& text,
+            int status) const;
 
   const Settings& settings_;
   const ThreadLogger& logger_;

@@ -18,7 +18,15 @@ using test_support::ScriptedServer;
 using testing::Contains;
 using testing::ElementsAre;
 
-class HttpExchangeTest : public ExchangeFixture {};
+class HttpExchangeTest : public ExchangeFixture {
+ protected:
+  /// The formats of all lines, as the host got them.
+  std::vector<std::string> formats() const {
+    std::vector<std::string> result;
+    for (const auto& line : host_.lines()) result.push_back(line.format);
+    return result;
+  }
+};
 
 TEST_F(HttpExchangeTest, SendsExactlyTheseBytes) {
   RequestMessage message("POST", "/path", "body");
@@ -277,6 +285,9 @@ TEST_F(HttpExchangeTest, RetriesOnceWhenTheServerClosesWithoutAnswering) {
                 "<category> {0} Caught a Poco::Net::NoMessageException processing a request, will "
                 "retry once: No message received ()",
                 "<category> {0} Sending response towards host"}));
+  EXPECT_THAT(formats(),
+              Contains("<%s> {%I64u} Caught a Poco::Net::NoMessageException processing a request, "
+                       "will retry once: %s (%s)"));
 }
 
 TEST_F(HttpExchangeTest, FailsWhenTheServerClosesWithoutAnsweringTwice) {
@@ -312,6 +323,8 @@ TEST_F(HttpExchangeTest, FailsAfterOneRetryWhenTheServerRefuses) {
   EXPECT_THAT(host_.textsAt(5)[1],
               testing::StartsWith("<category> {0} Caught a Poco::IOException processing a request, "
                                   "will retry once: Connection refused ("));
+  EXPECT_THAT(formats(), Contains("<%s> {%I64u} Caught a Poco::IOException processing a request, "
+                                  "will retry once: %s (%s)"));
   ASSERT_EQ(host_.textsAt(3).size(), 1u);
   EXPECT_THAT(host_.textsAt(3)[0],
               testing::StartsWith(
