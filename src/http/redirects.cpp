@@ -34,12 +34,6 @@ std::string encodedAgain(const std::string& path) {
   return result;
 }
 
-// An IPv6 address may stand in brackets.
-std::string_view bareHost(std::string_view host) {
-  const bool inBrackets = host.size() >= 2 && host.front() == '[' && host.back() == ']';
-  return inBrackets ? host.substr(1, host.size() - 2) : host;
-}
-
 // Credentials in a location must not reach a log line or a failure text.
 Poco::URI locationUri(std::string_view location) {
   Poco::URI uri{std::string(location)};
@@ -90,10 +84,8 @@ std::optional<std::string> Redirects::retarget(const ResponseHead& head,
 }
 
 bool Redirects::leavesServer(const Poco::URI& target) const {
-  const std::string& host = target.getHost();
-  if (!host.empty() && !ascii::equalsIgnoringCase(bareHost(host), bareHost(settings_.host))) {
-    return true;
-  }
+  const std::string& host = target.getHost();  // an IPv6 address without its brackets
+  if (!host.empty() && !ascii::equalsIgnoringCase(host, settings_.host)) return true;
   // 0 for a location without a scheme and a port.
   const std::int64_t port = target.getPort();
   return port != 0 && port != settings_.port;
