@@ -85,6 +85,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   void awaitBarrier(Sentinel& sentinel) const;
   bool passWithin(Sentinel& sentinel) const;
   bool drain();
+  void cutWorkersOff();
   void endWorkers();
   void awaitDeliveries() const;
 
