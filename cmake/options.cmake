@@ -17,3 +17,12 @@ if(SANITIZE)
     target_compile_options(project_options INTERFACE -ftls-model=initial-exec)
   endif()
 endif()
+if(COVERAGE)
+  # Tests count as well: of an inline function the linker keeps one copy, which may be a test's.
+  # Threads share the counters, hence atomic.
+  target_compile_options(project_options INTERFACE
+    --coverage -fprofile-update=atomic -fprofile-abs-path)
+  target_link_options(project_options INTERFACE --coverage -Wl,--wrap=_exit -Wl,--wrap=abort)
+  add_library(coverage_exits STATIC tools/coverage/exits.c)
+  target_link_libraries(project_options INTERFACE coverage_exits)
+endif()
