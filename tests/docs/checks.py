@@ -7,6 +7,7 @@ import re
 from pathlib import Path
 
 from cpp_texts import HOLE, log_calls
+from security_checks import check_security_names
 
 INDEX_PAGE = "README.md"
 LOG_PAGE = "log-lines.md"
@@ -233,4 +234,5 @@ ALL = [
     check_documented_message_keys_exist,
     check_links,
     check_index,
+    check_security_names,
 ]

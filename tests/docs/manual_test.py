@@ -398,6 +398,30 @@ class LinksTest(ManualTest):
         self.assert_found(checks.check_index, "docs/README.md:0: no link to b.md")
 
 
+class SecurityPageTest(ManualTest):
+    def test_names_that_are_there(self):
+        code = "TEST_F(ATest, Holds) {}\nTEST_P(\n    BTest, Too) {}\n"
+        self.write("tests/http/a_test.cpp", code)
+        self.write("docs/configuration.md", KEY_TABLE + "| `caFile` | |\n| `tls` | |\n")
+        page = "`ATest.Holds`, `BTest.Too` `kel`\n[1](docs/configuration.md#keys)\n"
+        self.write("SECURITY.md", page + "`caFile` `tls: true`\n")
+
+        self.assert_found(checks.check_security_names)
+
+    def test_names_that_are_missing(self):
+        self.write("tests/http/a_test.cpp", "TEST(ATest, Holds) {}\n")
+        self.write("docs/configuration.md", KEY_TABLE + "| `caFile` | |\n")
+        self.write("SECURITY.md", "`ATest.Held` `cafFile`\n`tls: true`\n[1](docs/b.md)\n")
+
+        self.assert_found(
+            checks.check_security_names,
+            "SECURITY.md: there is no test ATest.Held",
+            "SECURITY.md: there is no configuration key cafFile",
+            "SECURITY.md: there is no configuration key tls",
+            "SECURITY.md:3: the link to docs/b.md leads nowhere",
+        )
+
+
 class ProgramTest(ManualTest):
     def run_manual(self):
         output = io.StringIO()
