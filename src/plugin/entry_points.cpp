@@ -60,7 +60,8 @@ std::int32_t callElement(void* handle, const char* entryPoint, LogLevel level,
         logException(plugin->getLogger(), level, entryPoint);
       }
     }
-  } catch (...) {  // logging itself failed: there is nobody left to tell
+  } catch (...) {
+    return kFailure;  // logging itself failed: there is nobody left to tell
   }
   return kFailure;
 }
@@ -94,7 +95,8 @@ void* kel_create_plugin_with_params_HTTPClient(const char* pluginName, const cha
     } catch (...) {
       logException(makeLogger(pluginName, chainId), LogLevel::Error, "create");
     }
-  } catch (...) {  // logging itself failed: there is nobody left to tell
+  } catch (...) {
+    return nullptr;  // logging itself failed: there is nobody left to tell
   }
   return nullptr;
 }

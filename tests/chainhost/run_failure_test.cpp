@@ -197,6 +197,17 @@ TEST_F(RunFailureTest, TellsAFullOutput) {
               StartsWith("chainhost: cannot write /dev/full: No space left on device\n"));
 }
 
+TEST_F(RunFailureTest, TellsAnOutputThatCannotBeClosed) {
+  const std::string input = folder_.write("in", "");
+  const std::string output = folder_.file("out");
+  ChildProcess host(
+      runArguments(configFor("closes_files"), {"--input", input, "--output", output}));
+
+  EXPECT_EQ(host.wait(), 1);
+  EXPECT_THAT(host.restOfError(),
+              StartsWith("chainhost: cannot write " + output + ": Bad file descriptor\n"));
+}
+
 TEST_F(RunFailureTest, EndsWhenItsReaderGoesAwayThoughInputGoesOn) {
   ChildProcess host(runArguments(configFor("gated_plugin")));
   host.write(message(1) + "\n");

@@ -131,5 +131,22 @@ TEST_F(ResponseBodyTest, DropsTheConnectionRatherThanDrainAnUnknownCodingOfAnySi
   EXPECT_FALSE(reusable_);
 }
 
+TEST_F(ResponseBodyTest, LosesOnlyTheConnectionWhenAnUnknownCodingIsCut) {
+  const std::string head = "HTTP/1.1 200 OK\r\nContent-Encoding: br\r\n";
+
+  EXPECT_EQ(read(head + "Content-Length: 9\r\n\r\ncut"), "Unsupported Media Type: br");
+  EXPECT_FALSE(reusable_);
+  EXPECT_EQ(read(head + "Transfer-Encoding: chunked\r\n\r\nz"), "Unsupported Media Type: br");
+  EXPECT_FALSE(reusable_);
+}
+
+// A worker's buffer goes from body to body; a rare giant gives its memory back.
+TEST_F(ResponseBodyTest, ReadsASmallBodyAfterAGiant) {
+  const std::string giant(BodyBuffer::kKeptBytesMax + 1, 'x');
+
+  EXPECT_EQ(read(answer("identity", giant)), giant);
+  EXPECT_EQ(read(answer("identity", "small")), "small");
+}
+
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

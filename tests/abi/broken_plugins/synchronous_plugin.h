@@ -8,6 +8,7 @@
  *  FAULT_CREATE, FAULT_SET_NEXT, FAULT_START, FAULT_HOST_READY, FAULT_SEND, FAULT_SHUTDOWN,
  *  FAULT_DESTROY                the entry point fails; for create: logs and gives null
  *  FAULT_HANG_IN_SHUTDOWN       shutdown never returns
+ *  FAULT_AT_DESTROY             a function to call first in destroy: void (void)
  *  FAULT_ANSWER                 a function to call instead of the host's batch function:
  *                               void (void* element, kel_batch_function, kel_message*,
  * kel_message*)
@@ -55,6 +56,9 @@ void* kel_create_plugin_with_params_HTTPClient(const char* plugin_name, const ch
 }
 
 int32_t kel_destroy_plugin_HTTPClient(void* plugin) {
+#ifdef FAULT_AT_DESTROY
+  FAULT_AT_DESTROY();
+#endif
   free(plugin);
 #ifdef FAULT_DESTROY
   return 1;
