@@ -8,6 +8,11 @@ target_compile_options(project_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(project_options INTERFACE -Wthread-safety)
 endif()
+# Whatever the platform's default is.
+target_link_options(project_options INTERFACE -Wl,-z,relro -Wl,-z,noexecstack)
+# Binds all functions when it is loaded, so that the table of them is read-only as well.
+add_library(bound_at_once INTERFACE)
+target_link_options(bound_at_once INTERFACE -Wl,-z,now)
 if(SANITIZE)
   target_compile_options(project_options INTERFACE -fsanitize=${SANITIZE} -fno-sanitize-recover=all)
   target_link_options(project_options INTERFACE -fsanitize=${SANITIZE})

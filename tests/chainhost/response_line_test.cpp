@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "kelhost/blocks.h"
+
 namespace chainhost {
 namespace {
 
@@ -64,6 +66,17 @@ TEST(ResponseLineTest, WritesEveryKindOfTheMetadata) {
             "{\"payload\": \"\", \"metadata\": {\"v\": {\"$decimal\": \"5\"}}}\n");
   EXPECT_EQ(metadataLine(Value::adopt(record(77))),
             "{\"payload\": \"\", \"metadata\": {\"v\": null}}\n");
+}
+
+TEST(ResponseLineTest, WritesACustomValueAsTheHostsText) {
+  static int releases = 0;
+  custom_block custom{[](custom_block*) { ++releases; }, nullptr};
+  kel_data data = record(KEL_TAG_CUSTOM);
+  data.payload.custom = &custom;
+
+  EXPECT_EQ(metadataLine(Value::adopt(data)),
+            "{\"payload\": \"\", \"metadata\": {\"v\": \"<custom>\"}}\n");
+  EXPECT_EQ(releases, 1);
 }
 
 TEST(ResponseLineTest, WritesABorrowedStringAsAString) {

@@ -10,7 +10,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from coverage import report  # noqa: E402
+from coverage import code_counts, report  # noqa: E402
 from handlers import handlers_in  # noqa: E402
 from line_counts import CountsError, read_counts  # noqa: E402
 from table import Row, rendered, row_of, sum_of  # noqa: E402
@@ -116,11 +116,16 @@ class TableTest(unittest.TestCase):
 
 
 class ReportTest(unittest.TestCase):
-    SOURCE = "void f() try {\n  g();\n} catch (...) {\n  h();\n}\n"
+    HANDLER = "void f() try {\n  g();\n} catch (...) {\n  h();\n}\n"
+    SOURCE = HANDLER + "i();\n" * 200
+
+    def test_brackets_alone_are_no_line_of_code(self):
+        source = 'f({\n  a,\n});  // a\n}\n{\n"}"\n'
+
+        self.assertEqual(code_counts(source, dict.fromkeys(range(1, 7), 0)), {1: 0, 2: 0, 6: 0})
 
     def test_enough_is_95_percent_and_every_handler(self):
-        counts = {"src/a/a.cpp": {line: 1 for line in range(1, 21)}}
-        counts["src/a/a.cpp"][20] = 0
+        counts = {"src/a/a.cpp": {line: int(line != 30) for line in [4, *range(12, 31)]}}
 
         lines, is_enough = report({"src/a/a.cpp": self.SOURCE}, counts)
 
@@ -128,7 +133,7 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(lines[-1], "catch blocks: 1, reached: 1")
 
     def test_below_95_percent_is_not_enough(self):
-        counts = {"src/a/a.cpp": {line: int(line < 20) for line in range(1, 22)}}
+        counts = {"src/a/a.cpp": {line: int(line < 29) for line in [4, *range(12, 31)]}}
 
         self.assertFalse(report({"src/a/a.cpp": self.SOURCE}, counts)[1])
 

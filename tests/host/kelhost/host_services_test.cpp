@@ -91,11 +91,11 @@ TEST(HostLogLineTest, WritesOneLineWithTimeLevelThreadAndText) {
   kel_host_set_log_level("", 4);
 
   testing::internal::CaptureStderr();
-  kel_log_at("c", 3, "two\nlines and \x1b[31m");
+  kel_log_at("c", 3, "two\r\nlines and \x1b[31m");
   const std::string line = testing::internal::GetCapturedStderr();
 
   EXPECT_THAT(line, testing::MatchesRegex("2023-11-14T22:13:20\\.123Z WARN \\[[^]]+\\] "
-                                          "two\\\\nlines and \\\\x1b\\[31m\n"));
+                                          "two\\\\r\\\\nlines and \\\\x1b\\[31m\n"));
 }
 
 class HostStatusTest : public testing::Test {

@@ -161,7 +161,7 @@ TEST(HostValuesTest, NeverGrowsAMapBelowItsEntries) {
 
 TEST(HostValuesTest, WritesEveryKindAsText) {
   map_t map;
-  map.insert(data_t("key"), data_t("a \"b\"\n\x01"));
+  map.insert(data_t("key"), data_t("a \"b\"\r\n\t\x01"));
 
   EXPECT_EQ(textOf(data_t()), "null");
   EXPECT_EQ(textOf(data_t(true)), "true");
@@ -169,7 +169,7 @@ TEST(HostValuesTest, WritesEveryKindAsText) {
   EXPECT_EQ(textOf(data_t(0.5)), "0.5");
   EXPECT_EQ(textOf(data_t("plain \"text\"")), "plain \"text\"");
   EXPECT_EQ(textOf(list(1, "x", list())), "[1, \"x\", []]");
-  EXPECT_EQ(textOf(data_t(std::move(map))), "{\"key\": \"a \\\"b\\\"\\n\\u0001\"}");
+  EXPECT_EQ(textOf(data_t(std::move(map))), "{\"key\": \"a \\\"b\\\"\\r\\n\\t\\u0001\"}");
   EXPECT_EQ(textOf(data_t(map_t())), "{}");
   EXPECT_EQ(textOf(data_t(buffer_t(3))), "<3 bytes>");
 }

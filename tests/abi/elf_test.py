@@ -1,0 +1,88 @@
+#!/usr/bin/python3
+"""elf_test : how the loader treats what is shipped: what stays writable, what may be executed, and
+where it looks for libraries.
+
+usage: elf_test.py BUILD-FOLDER
+"""
+
+import re
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+BUILD = None
+PLUGIN = "lib/libHTTPClient.so"
+OTHERS = [
+    "lib/libkelhost.so",
+    "lib/libovcommon.so",
+    "lib/libovclient.so",
+    "bin/chainhost",
+]
+
+
+def readelf(file, selection):
+    command = ["readelf", "--wide", selection, str(BUILD / file)]
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def segments(file):
+    """{type: flags such as "RW"} of the program headers."""
+    row = re.compile(r"^ +([A-Z_]+)(?: +0x[0-9a-f]+){5} ([R ][W ][E ]) ", re.MULTILINE)
+    found = row.findall(readelf(file, "--segments"))
+    return {kind: flags.strip() for kind, flags in found if kind != "LOAD"}
+
+
+def entries(file):
+    """Pairs of name and value of the dynamic section."""
+    return re.findall(r"^ 0x[0-9a-f]+ \((\w+)\) +(.+)$", readelf(file, "--dynamic"), re.MULTILINE)
+
+
+def values(file, name):
+    return [value for entry, value in entries(file) if entry == name]
+
+
+class ElfTest(unittest.TestCase):
+    def each(self, files):
+        for file in files:
+            with self.subTest(file=file):
+                yield file
+
+    def test_no_stack_may_be_executed(self):
+        for file in self.each([PLUGIN, *OTHERS]):
+            self.assertEqual(segments(file)["GNU_STACK"], "RW")
+
+    def test_relocated_data_are_read_only(self):
+        for file in self.each([PLUGIN, *OTHERS]):
+            self.assertEqual(segments(file)["GNU_RELRO"], "R")
+
+    def test_no_code_is_relocated(self):
+        for file in self.each([PLUGIN, *OTHERS]):
+            self.assertEqual(values(file, "TEXTREL"), [])
+
+    def test_no_memory_is_both_written_and_executed(self):
+        for file in self.each([PLUGIN, *OTHERS]):
+            self.assertNotIn("RWE", readelf(file, "--segments"))
+
+    def test_all_functions_are_bound_at_once(self):
+        for file in self.each(OTHERS):
+            self.assertRegex(" ".join(values(file, "FLAGS_1")), r"\bNOW\b")
+
+    def test_the_plugin_is_bound_as_its_host_wishes(self):
+        """It can be loaded by one that lacks a function which is not called."""
+        self.assertNotRegex(" ".join(values(PLUGIN, "FLAGS_1")), r"\bNOW\b")
+
+    def test_the_program_has_no_fixed_address(self):
+        self.assertRegex(" ".join(values("bin/chainhost", "FLAGS_1")), r"\bPIE\b")
+
+    def test_libraries_are_looked_for_beside_what_needs_them(self):
+        for file in self.each([PLUGIN, *OTHERS]):
+            beside = "$ORIGIN/../lib" if file.startswith("bin/") else "$ORIGIN"
+
+            self.assertEqual(values(file, "RPATH"), [])
+            self.assertEqual(values(file, "RUNPATH"), [f"Library runpath: [{beside}]"])
+
+
+if __name__ == "__main__":
+    BUILD = Path(sys.argv.pop())
+    unittest.main()
