@@ -2,8 +2,10 @@
 
 #include <Poco/DeflatingStream.h>
 #include <Poco/Exception.h>
+#include <zlib.h>
 
 #include <istream>
+#include <new>
 
 #include "http/body_buffer.h"
 #include "runtime/exception.h"
@@ -38,7 +40,8 @@ buffer_t compress(std::istream& body, ContentCoding coding) {
   try {
     compressTo(compressed, body,
                isGzip ? DeflatingStreamBuf::STREAM_GZIP : DeflatingStreamBuf::STREAM_ZLIB);
-  } catch (const Poco::Exception&) {  // the stream could not be set up
+  } catch (const Poco::Exception& failure) {  // the stream could not be set up
+    if (failure.message() == zError(Z_MEM_ERROR)) throw std::bad_alloc();
     fail();
   }
   return buffer_t::copyOf(compressed.view().data(), compressed.size());

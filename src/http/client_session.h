@@ -35,8 +35,8 @@ class ClientSession {
   /// Sends what sendRequest's stream still holds. Throws what went wrong in it.
   virtual void flushRequest() = 0;
 
-  /// Closes the connection; the next request opens a new one. Does not throw.
-  virtual void reset() = 0;
+  /// Closes the connection; the next request opens a new one.
+  virtual void reset() noexcept = 0;
 
   /// The POCO session, for its settings.
   virtual Poco::Net::HTTPClientSession& base() = 0;
@@ -81,11 +81,12 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
     std::rethrow_exception(sendFailure_);
   }
 
-  void reset() override {
+  void reset() noexcept override {
     reader_.clear();
+    isClosed_ = true;
     try {
       PocoSession::reset();
-    } catch (const Poco::Exception&) {
+    } catch (...) {
       // The connection is given up in any case; how its end went interests nobody.
     }
     connection_.close();
@@ -96,6 +97,7 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
  private:
   // The library would make the socket only while it connects, out of reach for those who stop it.
   void connect(const Poco::Net::SocketAddress& address) override {
+    isClosed_ = false;
     if (PocoSession::secure() && !PocoSession::getProxyHost().empty()) {
       connection_.requireUncut();
       PocoSession::connect(address);  // asks the proxy on a socket of its own
@@ -109,9 +111,10 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
   }
 
   // A stream swallows the failure of a write, and writes the rest, or the same again, when it ends.
-  // The server must not see anything behind the gap.
+  // The server must not see anything behind the gap. Nor may what is left of a request that was
+  // given up begin the next connection: its stream ends, and writes, when that is prepared.
   int write(const char* buffer, std::streamsize length) override {
-    if (sendFailure_) return static_cast<int>(length);
+    if (sendFailure_ || isClosed_) return static_cast<int>(length);
     try {
       return PocoSession::write(buffer, length);
     } catch (...) {
@@ -137,6 +140,7 @@ class StrictSession final : private ByteSource, public ClientSession, private Po
 
   SessionConnection connection_;
   std::exception_ptr sendFailure_;
+  bool isClosed_ = false;  // by reset, and not connected again since
 };
 
 }  // namespace com::corvane::connectivity::plugins

@@ -47,9 +47,18 @@ void CookieJar::update(SetCookie cookie) {
   }
   Entries stored;
   stored.push_back(entryOf(std::move(cookie)));
+  const std::string& name = stored.front().name;
   AutoMutex lock(mutex_);
-  remove(stored.front().name);
-  index_.emplace(stored.front().name, stored.begin());
+  auto place = index_.extract(name);
+  if (place.empty()) {
+    index_.emplace(name, stored.begin());
+  } else {
+    // Nothing fails between the old entry's end and the new one's beginning.
+    entries_.erase(place.mapped());
+    place.key() = name;
+    place.mapped() = stored.begin();
+    index_.insert(std::move(place));
+  }
   entries_.splice(entries_.end(), stored);
 }
 

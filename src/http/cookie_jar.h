@@ -4,7 +4,7 @@
 //            ResponseMapping hands it every cookie of a response.
 // Threads:   any worker. "CookieJarMutex" is held for one pass over the entries or one change of
 //            them, and nothing else is locked meanwhile. A jar that is off takes no lock.
-// Errors:    std::bad_alloc; the jar stays usable, a cookie that was to be stored may be missing.
+// Errors:    std::bad_alloc, after which the jar is as it was before.
 // Invariants: 1) at most one entry a name, compared byte by byte, whatever path and domain it was
 //            set with; 2) entries stand in the order in which they were stored, so that one that
 //            was replaced stands at the end.

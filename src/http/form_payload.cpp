@@ -3,6 +3,7 @@
 #include <Poco/Net/StringPartSource.h>
 
 #include <memory>
+#include <new>
 #include <sstream>
 
 #include "http/body_methods.h"
@@ -73,6 +74,7 @@ std::unique_ptr<StringPartSource> makePart(const buffer_t& bytes, const PartMeta
 void addToQuery(HTMLForm& form, HTTPRequest& request) {
   std::ostringstream fields;
   form.write(fields);
+  if (fields.bad()) throw std::bad_alloc();  // the stream keeps it to itself
   if (fields.view().empty()) return;
   std::string target = request.getURI();
   if (target.find('?') == std::string::npos) {
@@ -112,7 +114,9 @@ void fillForm(HTMLForm& form, const RequestDetails& details, const MessageKeys& 
                    "Can't find filename in the form metadata. Data will be send as a string not as "
                    "a binary payload");
       }
-      form.addPart(name, makePart(get<buffer_t>(value), metadata).release());
+      std::unique_ptr<StringPartSource> part = makePart(get<buffer_t>(value), metadata);
+      form.addPart(name, part.get());
+      static_cast<void>(part.release());  // the form's, now that it has found room for it
     }
   }
 }

@@ -11,6 +11,7 @@
 #include <exception>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "http/ascii.h"
 #include "http/log_path.h"
@@ -25,6 +26,12 @@ using Poco::Net::HTTPRequest;
 namespace {
 
 constexpr char kInvalidMethod[] = "Invalid method (must be GET, PUT, POST or DELETE)";
+
+// As the language names it: what is answered when there is no memory for more.
+constexpr char kNoMemory[] = "std::bad_alloc";
+
+// What has no text: not even the host's functions are bound to throw standard exceptions.
+constexpr char kUnknownException[] = "unknown exception";
 
 // Bytes that end a part of the request line.
 bool breaksRequestLine(char c) {
@@ -69,9 +76,20 @@ HttpExchange::HttpExchange(const ExchangeContext& context, ThreadLogger logger)
       responseMapping_(context.keys, context.jar, logger_),
       redirects_(context.settings, logger_),
       session_(createSession()),
-      body_(logger_) {}
+      body_(logger_),
+      spareFailure_(responseMapping_.mapFailure(kNoMemory)) {}
 
-void HttpExchange::mapMessageToRequest(Message& message) {
+bool HttpExchange::prepareAnswer() noexcept {
+  if (spareFailure_) return true;
+  try {
+    spareFailure_ = responseMapping_.mapFailure(kNoMemory);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+void HttpExchange::mapMessageToRequest(Message& message) noexcept {
   const double startTime = orvex::Platform::relativeHighResTimeFloat();
   std::optional<RequestDetails> details;
   try {
@@ -79,10 +97,13 @@ void HttpExchange::mapMessageToRequest(Message& message) {
   } catch (const Poco::Exception& failure) {
     logger_.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", failure.name(),
                 failure.message());
-    refuse(std::string(failure.name()) + ": " + failure.message(), startTime);
+    refuse(failure.name(), failure.message().c_str(), startTime);
   } catch (const std::exception& failure) {
     logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", failure.what());
-    refuse(failure.what(), startTime);
+    refuse(failure.what(), "", startTime);
+  } catch (...) {
+    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", kUnknownException);
+    refuse(kUnknownException, "", startTime);
   }
   if (details) performRequest(*details);
 }
@@ -92,16 +113,16 @@ std::unique_ptr<ClientSession> HttpExchange::createSession() const {
                                   static_cast<std::uint64_t>(context_.settings.port), logger_);
 }
 
-void HttpExchange::performRequest(RequestDetails& details) {
+void HttpExchange::performRequest(RequestDetails& details) noexcept {
   try {
     while (exchange(details)) {
     }
   } catch (const Poco::Exception& failure) {
-    session_->reset();
-    handleRequestFailure(failure.name(), failure.message(), details);
+    handleRequestFailure(failure.name(), failure.message().c_str(), details);
   } catch (const std::exception& failure) {
-    session_->reset();
-    handleRequestFailure(failure.what(), {}, details);
+    handleRequestFailure(failure.what(), "", details);
+  } catch (...) {
+    handleRequestFailure(kUnknownException, "", details);
   }
 }
 
@@ -138,26 +159,26 @@ bool HttpExchange::handleRedirect(RequestDetails& details) {
       session_ = createSession();
       return true;
     }
-    sendFailureResponse(*refusal, details);
+    sendFailureResponse(refusal->c_str(), "", details);
   } catch (const Poco::Exception& failure) {
-    handleRedirectFailure(failure.name(), failure.message(), details);
+    handleRedirectFailure(failure.name(), failure.message().c_str(), details);
   } catch (const std::exception& failure) {
-    handleRedirectFailure(failure.what(), {}, details);
+    handleRedirectFailure(failure.what(), "", details);
+  } catch (...) {
+    handleRedirectFailure(kUnknownException, "", details);
   }
   return false;
 }
 
-void HttpExchange::handleRedirectFailure(const std::string& text, const std::string& detail,
-                                         RequestDetails& details) {
+void HttpExchange::handleRedirectFailure(const char* text, const char* detail,
+                                         RequestDetails& details) noexcept {
   context_.metrics.setFailed();
-  if (!detail.empty()) {
+  if (*detail != '\0') {
     logger_.log(LogLevel::Warn, "Failed to perform HTTP redirect: %s (%s)", text, detail);
   } else {
     logger_.log(LogLevel::Warn, "Failed to perform HTTP redirect: %s", text);
   }
-  if (!details.answered) {
-    sendFailureResponse(detail.empty() ? text : text + ": " + detail, details);
-  }
+  sendFailureResponse(text, detail, details);
 }
 
 std::string HttpExchange::targetOf(const RequestDetails& details) const {
@@ -209,7 +230,7 @@ bool HttpExchange::attempt(HTTPRequest& request, RequestDetails& details) {
   try {
     sentBytes = requestWriter_.sendRequest(*session_, details, request);
     if (!sentBytes) {
-      sendFailureResponse(RequestWriter::kUnsupportedCoding, details);
+      sendFailureResponse(RequestWriter::kUnsupportedCoding, "", details);
       session_->reset();
       return false;
     }
@@ -255,8 +276,9 @@ void HttpExchange::readBody(const RequestDetails& details) {
   if (!reader.reusable() || asksToClose(details)) session_->reset();
 }
 
-void HttpExchange::handleRequestFailure(const std::string& text, const std::string& detail,
-                                        RequestDetails& details) {
+void HttpExchange::handleRequestFailure(const char* text, const char* detail,
+                                        RequestDetails& details) noexcept {
+  session_->reset();
   context_.metrics.setFailed();
   if (details.answered) {
     logger_.log(LogLevel::Warn, "Caught exception after a response was sent: %s", text);
@@ -268,37 +290,50 @@ void HttpExchange::handleRequestFailure(const std::string& text, const std::stri
                 "Caught exception processing a request: Invalid method (must be GET, PUT, POST or "
                 "DELETE): %s",
                 method);
-    sendFailureResponse(kInvalidMethod, details);
-  } else if (!detail.empty()) {
+    sendFailureResponse(kInvalidMethod, "", details);
+  } else if (*detail != '\0') {
     logger_.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", text, detail);
-    sendFailureResponse(text + ": " + detail, details);
+    sendFailureResponse(text, detail, details);
   } else {
     logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", text);
-    sendFailureResponse(text, details);
+    sendFailureResponse(text, "", details);
   }
 }
 
-void HttpExchange::sendResponse(Message& response, std::int64_t status, RequestDetails& details) {
+void HttpExchange::sendResponse(Message& response, std::int64_t status,
+                                RequestDetails& details) noexcept {
   details.answered = true;
   logger_.log(LogLevel::Debug, "Sending response towards host");
   context_.port.sendTowardsHost(response, details.startTime, status, body_.view().size());
 }
 
-void HttpExchange::sendFailureResponse(const std::string& reason, RequestDetails& details) {
-  Message response =
-      responseMapping_.mapFailure(reason, details.requestId, details.method, details.path);
+void HttpExchange::sendFailureResponse(const char* text, const char* detail,
+                                       RequestDetails& details) noexcept {
+  Message response = failureResponse(text, detail);
+  responseMapping_.address(response, std::move(details.requestId), std::move(details.method),
+                           std::move(details.path));
   details.answered = true;
   context_.port.sendTowardsHost(response, details.startTime, ResponseMapping::kFailureStatus,
                                 std::nullopt);
 }
 
 // Answers a message that could not be turned into a request.
-void HttpExchange::refuse(const std::string& reason, double startTime) {
-  data_t requestId = requestMapping_.takeRequestId();
-  data_t method;
-  data_t path;
-  Message response = responseMapping_.mapFailure(reason, requestId, method, path);
+void HttpExchange::refuse(const char* text, const char* detail, double startTime) noexcept {
+  Message response = failureResponse(text, detail);
+  responseMapping_.address(response, requestMapping_.takeRequestId(), data_t(), data_t());
   context_.port.sendTowardsHost(response, startTime, ResponseMapping::kFailureStatus, std::nullopt);
+}
+
+// A message that is to be addressed; the one that was made beforehand if there is no memory.
+Message HttpExchange::failureResponse(const char* text, const char* detail) noexcept {
+  try {
+    if (*detail == '\0') return responseMapping_.mapFailure(text);
+    return responseMapping_.mapFailure((std::string(text) + ": " + detail).c_str());
+  } catch (...) {
+    Message response = std::move(*spareFailure_);
+    spareFailure_.reset();
+    return response;
+  }
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -6,11 +6,14 @@
 // Threads:   one worker only; metrics and port are shared and lock for themselves.
 // Ownership: owns the session and the buffers that are used again for every request.
 // Errors:    every failure becomes one failure response; nothing is thrown. The constructor throws
-//            what building the session throws.
-// Invariants: each message is answered exactly once.
+//            what building the session throws, and std::bad_alloc.
+// Invariants: each message is answered exactly once: the answer for the case that memory runs out
+//            has been made before.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "config/settings.h"
@@ -47,30 +50,37 @@ class HttpExchange {
   /// Sets up the session, which logs; connects nothing.
   HttpExchange(const ExchangeContext& context, ThreadLogger logger);
 
-  /// Performs the request that the message describes and answers it.
-  void mapMessageToRequest(Message& message);
+  /// Makes the answer that needs no memory when it is needed, unless there is one. Returns whether
+  /// there is one now; allocates nothing but after a request that has used it up.
+  bool prepareAnswer() noexcept;
+
+  /// Performs the request that the message describes and answers it. REQUIRES: prepareAnswer has
+  /// returned true since the latest call.
+  void mapMessageToRequest(Message& message) noexcept;
 
   /// Closes the connection. Call it on the worker's own thread before that ends: with TLS, closing
   /// writes to the socket, which must not happen on a thread where SIGPIPE is deadly.
   void close() { session_->reset(); }
 
  private:
-  void performRequest(RequestDetails& details);
+  void performRequest(RequestDetails& details) noexcept;
   bool exchange(RequestDetails& details);
   bool handleRedirect(RequestDetails& details);
-  void handleRedirectFailure(const std::string& text, const std::string& detail,
-                             RequestDetails& details);
+  void handleRedirectFailure(const char* text, const char* detail,
+                             RequestDetails& details) noexcept;
   bool receiveHead(const std::string& target, RequestDetails& details);
   bool attempt(Poco::Net::HTTPRequest& request, RequestDetails& details);
   bool readEarlyHead(bool toHead);
   std::string targetOf(const RequestDetails& details) const;
   void readBody(const RequestDetails& details);
 
-  void handleRequestFailure(const std::string& text, const std::string& detail,
-                            RequestDetails& details);
-  void sendResponse(Message& response, std::int64_t status, RequestDetails& details);
-  void sendFailureResponse(const std::string& reason, RequestDetails& details);
-  void refuse(const std::string& reason, double startTime);
+  // These run while an exception is handled, or memory has run out. They take the texts as they
+  // are; the detail is "" for none.
+  void handleRequestFailure(const char* text, const char* detail, RequestDetails& details) noexcept;
+  void sendResponse(Message& response, std::int64_t status, RequestDetails& details) noexcept;
+  void sendFailureResponse(const char* text, const char* detail, RequestDetails& details) noexcept;
+  void refuse(const char* text, const char* detail, double startTime) noexcept;
+  Message failureResponse(const char* text, const char* detail) noexcept;
   std::unique_ptr<ClientSession> createSession() const;
 
   const ExchangeContext context_;
@@ -82,6 +92,7 @@ class HttpExchange {
   std::unique_ptr<ClientSession> session_;
   ResponseHead head_;
   ResponseBody body_;
+  std::optional<Message> spareFailure_;
 };
 
 }  // namespace com::corvane::connectivity::plugins

@@ -4,6 +4,7 @@
 #include <Poco/Net/HTMLForm.h>
 #include <Poco/Net/HTTPBasicCredentials.h>
 
+#include <new>
 #include <ostream>
 #include <sstream>
 
@@ -14,6 +15,7 @@
 #include "http/form_payload.h"
 #include "model/get.h"
 #include "model/text.h"
+#include "runtime/exception.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -90,10 +92,12 @@ std::uint64_t RequestWriter::sendForm(ClientSession& session, RequestDetails& de
   if (coding != ContentCoding::Identity) {
     std::stringstream body;
     form.write(body);
+    if (body.bad()) throw std::bad_alloc();  // the stream keeps it to itself
     return sendBytes(session, details, request, compress(body, coding).view());
   }
-  form.write(sendHead(session, details, request, length));
-  session.flushRequest();
+  std::ostream& stream = sendHead(session, details, request, length);
+  form.write(stream);
+  finish(session, stream);
   return length;
 }
 
@@ -101,8 +105,18 @@ std::uint64_t RequestWriter::sendBytes(ClientSession& session, RequestDetails& d
                                        HTTPRequest& request, std::string_view body) const {
   std::ostream& stream = sendHead(session, details, request, body.size());
   stream.write(body.data(), static_cast<std::streamsize>(body.size()));
-  session.flushRequest();
+  finish(session, stream);
   return body.size();
+}
+
+// A stream keeps what fails on the way to the session, want of memory for instance, to itself; the
+// server would wait for the rest. What fails in the session is known better there.
+void RequestWriter::finish(ClientSession& session, const std::ostream& stream) const {
+  const bool isWhole = !stream.bad();
+  session.flushRequest();
+  if (!isWhole) {
+    throw orvex::StreamException("Error processing request stream: Serious I/O error");
+  }
 }
 
 // Returns the stream that takes the body.

@@ -4,7 +4,8 @@
 //            sent again. Start reading at sendRequest.
 // Threads:   one worker only.
 // Errors:    Poco::Exception of the session; std::runtime_error of the character-set conversion and
-//            of form metadata; com::orvex::StreamException of the compressor.
+//            of form metadata; com::orvex::StreamException of the compressor, or when the body
+//            got lost on the way to the session; std::bad_alloc.
 #pragma once
 
 #include <Poco/Net/HTTPRequest.h>
@@ -49,6 +50,7 @@ class RequestWriter {
                           Poco::Net::HTTPRequest& request, std::string_view body) const;
   std::ostream& sendHead(ClientSession& session, RequestDetails& details,
                          Poco::Net::HTTPRequest& request, std::uint64_t contentLength) const;
+  void finish(ClientSession& session, const std::ostream& stream) const;
   void logDroppedBuffer(std::string_view body, const char* method, ContentCoding coding) const;
   void setRequestHeaders(Poco::Net::HTTPRequest& request, RequestDetails& details,
                          std::uint64_t contentLength) const;

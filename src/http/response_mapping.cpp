@@ -42,8 +42,6 @@ std::string charsetOf(const Poco::Net::MediaType& type) {
   return charset == "utf8" ? "utf-8" : charset;
 }
 
-data_t orEmptyText(data_t& value) { return value.isEmpty() ? data_t("") : std::move(value); }
-
 }  // namespace
 
 map_t ResponseMapping::readHeaders(const ResponseHead& head, std::string& contentType,
@@ -131,20 +129,27 @@ Message ResponseMapping::map(const ResponseHead& head, std::string_view body,
   return message;
 }
 
-Message ResponseMapping::mapFailure(const std::string& text, data_t& requestId, data_t& method,
-                                    data_t& path) const {
+Message ResponseMapping::mapFailure(const char* text) const {
   Message message;
   message.payload = bufferOf(text);
   map_t http;
   http.insert(keys_.statusCode, data_t(std::int64_t{kFailureStatus}));
   http.insert(keys_.statusReason, data_t(text));
-  http.insert(keys_.method, orEmptyText(method));
-  http.insert(keys_.path, orEmptyText(path));
-  message.metadata.insert(keys_.requestId, std::move(requestId));
+  http.insert(keys_.method, data_t(""));
+  http.insert(keys_.path, data_t(""));
+  message.metadata.insert(keys_.requestId, data_t());
   message.metadata.insert(keys_.charset, data_t("utf-8"));
   message.metadata.insert(keys_.contentType, data_t("text/plain"));
   message.metadata.insert(keys_.http, data_t(std::move(http)));
   return message;
+}
+
+void ResponseMapping::address(Message& failure, data_t&& requestId, data_t&& method,
+                              data_t&& path) const noexcept {
+  map_t& http = get<map_t>(failure.metadata.find(keys_.http).value());
+  failure.metadata.find(keys_.requestId).value() = std::move(requestId);
+  if (!method.isEmpty()) http.find(keys_.method).value() = std::move(method);
+  if (!path.isEmpty()) http.find(keys_.path).value() = std::move(path);
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -4,7 +4,7 @@
 // Ownership: the message returned is the caller's. Request id, method and path are moved out of
 //            the record into it, after everything that can fail.
 // Errors:    std::runtime_error of the character-set conversion; std::bad_alloc. The record is then
-//            unchanged.
+//            unchanged. address does not fail.
 #pragma once
 
 #include <cstdint>
@@ -34,9 +34,12 @@ class ResponseMapping {
   Message map(const ResponseHead& head, std::string_view body, RequestDetails& details) const;
 
   /// The message for a request that got no response: status 400, the text as reason and payload.
-  /// The values are moved; an empty method or path stands for one that was never read.
-  Message mapFailure(const std::string& text, data_t& requestId, data_t& method,
-                     data_t& path) const;
+  /// It is still to be addressed.
+  Message mapFailure(const char* text) const;
+
+  /// Moves the values into a message of mapFailure. An empty method or path, one that was never
+  /// read, stands there as an empty text.
+  void address(Message& failure, data_t&& requestId, data_t&& method, data_t&& path) const noexcept;
 
  private:
   map_t readHeaders(const ResponseHead& head, std::string& contentType,

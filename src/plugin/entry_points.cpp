@@ -27,9 +27,9 @@ constexpr std::int32_t kFailure = 1;
 
 std::string textOrEmpty(const char* text) { return text == nullptr ? "" : text; }
 
-// The logger that an element of these names would have.
-Logger makeLogger(const char* pluginName, const char* chainId) {
-  return Logger(Plugin::logCategory(textOrEmpty(pluginName), textOrEmpty(chainId)));
+// The category that an element of these names would log under.
+std::string logCategory(const char* pluginName, const char* chainId) {
+  return Plugin::logCategory(textOrEmpty(pluginName), textOrEmpty(chainId));
 }
 
 // Logs the exception that is being handled.
@@ -55,7 +55,7 @@ std::int32_t callElement(void* handle, const char* entryPoint, LogLevel level,
       return kSuccess;
     } catch (...) {
       if (plugin == nullptr) {
-        logException(makeLogger(nullptr, nullptr), level, entryPoint);
+        logException(Logger(logCategory(nullptr, nullptr)), level, entryPoint);
       } else {
         logException(plugin->getLogger(), level, entryPoint);
       }
@@ -90,10 +90,13 @@ void* kel_create_plugin_with_params_HTTPClient(const char* pluginName, const cha
                                                const kel_data* config, void* statusHandle,
                                                void* hostHandle) {
   try {
+    std::string category;
     try {
+      category = logCategory(pluginName, chainId);  // while there is memory to tell of its end
       return create(pluginName, chainId, config, statusHandle, hostHandle);
     } catch (...) {
-      logException(makeLogger(pluginName, chainId), LogLevel::Error, "create");
+      if (category.empty()) category = logCategory(pluginName, chainId);
+      logException(Logger(std::move(category)), LogLevel::Error, "create");
     }
   } catch (...) {
     return nullptr;  // logging itself failed: there is nobody left to tell

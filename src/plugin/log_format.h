@@ -9,6 +9,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -82,37 +83,60 @@ constexpr bool logFormatFits(std::string_view format) {
 /// A call of this one in an error message of the compiler: a log format and its arguments differ.
 void logFormatDoesNotFitItsArguments();
 
+/// The longest format; a longer one does not compile. What it is filled with has no limit.
+inline constexpr std::size_t kLogFormatBytesMax = 255;
+
 template <typename... Args>
 class BasicLogFormat {
  public:
   template <std::size_t bytes>
   consteval BasicLogFormat(const char (&text)[bytes])  // NOLINT(google-explicit-constructor)
-      : text_(text) {
+      : text_(text, bytes - 1) {
+    static_assert(bytes - 1 <= kLogFormatBytesMax);
     if (!logFormatFits<Args...>(std::string_view(text, bytes - 1))) {
       logFormatDoesNotFitItsArguments();
     }
   }
 
-  constexpr const char* text() const { return text_; }
+  constexpr std::string_view text() const { return text_; }
 
  private:
-  const char* text_;
+  std::string_view text_;
 };
 
 /// The parameter type of a function that takes a format and its arguments.
 template <typename... Args>
 using LogFormat = BasicLogFormat<std::type_identity_t<Args>...>;
 
+/// The format of a whole line, for one call of the host. It needs no memory but its own: a line
+/// that tells of memory that ran out can always be written.
+class LineFormat {
+ public:
+  static constexpr std::size_t kPrefixBytesMax = 16;
+
+  /// REQUIRES: at most kPrefixBytesMax and kLogFormatBytesMax bytes.
+  LineFormat(std::string_view prefix, std::string_view format) noexcept {
+    std::memcpy(text_, prefix.data(), prefix.size());
+    std::memcpy(text_ + prefix.size(), format.data(), format.size());
+    text_[prefix.size() + format.size()] = '\0';
+  }
+
+  const char* text() const noexcept { return text_; }
+
+ private:
+  char text_[kPrefixBytesMax + kLogFormatBytesMax + 1];  // only what is used is ever written
+};
+
 /// A value as it is handed to a variadic function of the host.
-inline const char* logArgument(const std::string& text) { return text.c_str(); }
-inline const char* logArgument(const char* text) { return text; }
+inline const char* logArgument(const std::string& text) noexcept { return text.c_str(); }
+inline const char* logArgument(const char* text) noexcept { return text; }
 template <std::signed_integral T>
-constexpr auto logArgument(T value) {
+constexpr auto logArgument(T value) noexcept {
   return static_cast<
       std::conditional_t<sizeof(T) == sizeof(std::int64_t), std::int64_t, std::int32_t>>(value);
 }
 template <std::unsigned_integral T>
-constexpr std::uint64_t logArgument(T value) {
+constexpr std::uint64_t logArgument(T value) noexcept {
   return value;
 }
 

@@ -5,14 +5,6 @@
 namespace com::corvane::connectivity10_15_0 {
 
 Logger::Logger(std::string category)
-    : category_(std::move(category)),
-      prefix_(category_),
-      level_(kel_get_log_level(category_.c_str())) {}
-
-std::string Logger::lineFormat(const char* format) { return std::string("<%s> ") + format; }
-
-std::string Logger::threadLineFormat(const char* format) {
-  return std::string("<%s> {%I64u} ") + format;
-}
+    : category_(std::move(category)), level_(kel_get_log_level(category_.c_str())) {}
 
 }  // namespace com::corvane::connectivity10_15_0

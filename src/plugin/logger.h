@@ -3,12 +3,15 @@
 // Role:      tests the level, puts the prefix in front, hands format and values to the host, which
 //            formats and writes. Start reading at Logger::log.
 // Threads:   constant after construction: any thread, no lock. The host serialises its output.
-// Errors:    none of its own; building a line can only run out of memory (std::bad_alloc).
+// Errors:    none. Writing a line allocates nothing, and what the host makes of the line is not
+//            examined: an exception that comes out of its log costs that line and nothing else.
+//            Only making a logger can run out of memory (std::bad_alloc).
 // Invariants: below the level nothing is built and the host is not called.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "kel/host_services.h"
 #include "plugin/log_format.h"
@@ -34,7 +37,7 @@ class Logger {
   const std::string& category() const { return category_; }
 
   /// What stands between angle brackets at the start of each line: the category.
-  const std::string& prefix() const { return prefix_; }
+  const std::string& prefix() const { return category_; }
 
   /// The host's level for the category when this was made; negative: nothing is written.
   std::int32_t level() const { return level_; }
@@ -44,38 +47,45 @@ class Logger {
 
   /// Writes "<prefix> " and the caller's text, if the level is enabled.
   template <typename... Args>
-  void log(LogLevel level, LogFormat<Args...> format, const Args&... args) const {
+  void log(LogLevel level, LogFormat<Args...> format, const Args&... args) const noexcept {
     if (!enabled(level)) return;
-    kel_log_at(category_.c_str(), static_cast<std::int32_t>(level),
-               lineFormat(format.text()).c_str(), prefix_.c_str(), logArgument(args)...);
+    write(level, LineFormat(kPrefix, format.text()), logArgument(args)...);
   }
 
   template <typename Arg>
-  void info(LogFormat<Arg> format, const Arg& arg) const {
+  void info(LogFormat<Arg> format, const Arg& arg) const noexcept {
     log(LogLevel::Info, format, arg);
   }
 
   template <typename Arg>
-  void debug(LogFormat<Arg> format, const Arg& arg) const {
+  void debug(LogFormat<Arg> format, const Arg& arg) const noexcept {
     log(LogLevel::Debug, format, arg);
   }
 
   /// As log, for a line of a worker: "<prefix> {clientIndex} " and the caller's text.
   template <typename... Args>
   void logFromThread(std::uint64_t clientIndex, LogLevel level, LogFormat<Args...> format,
-                     const Args&... args) const {
+                     const Args&... args) const noexcept {
     if (!enabled(level)) return;
-    kel_log_at(category_.c_str(), static_cast<std::int32_t>(level),
-               threadLineFormat(format.text()).c_str(), prefix_.c_str(), clientIndex,
-               logArgument(args)...);
+    write(level, LineFormat(kThreadPrefix, format.text()), clientIndex, logArgument(args)...);
   }
 
  private:
-  static std::string lineFormat(const char* format);
-  static std::string threadLineFormat(const char* format);
+  static constexpr std::string_view kPrefix = "<%s> ";
+  static constexpr std::string_view kThreadPrefix = "<%s> {%I64u} ";
+  static_assert(kThreadPrefix.size() <= LineFormat::kPrefixBytesMax);
+
+  template <typename... Values>
+  void write(LogLevel level, const LineFormat& format, Values... values) const noexcept {
+    try {
+      kel_log_at(category_.c_str(), static_cast<std::int32_t>(level), format.text(),
+                 category_.c_str(), values...);
+    } catch (...) {
+      // The host may be written in a language with exceptions. Nothing hangs on a line.
+    }
+  }
 
   const std::string category_;
-  const std::string prefix_;
   const std::int32_t level_;
 };
 
@@ -88,7 +98,7 @@ class ThreadLogger {
   bool enabled(LogLevel level) const { return logger_.enabled(level); }
 
   template <typename... Args>
-  void log(LogLevel level, LogFormat<Args...> format, const Args&... args) const {
+  void log(LogLevel level, LogFormat<Args...> format, const Args&... args) const noexcept {
     logger_.logFromThread(clientIndex_, level, format, args...);
   }
 

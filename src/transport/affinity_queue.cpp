@@ -43,14 +43,15 @@ void AffinityQueue::waitForSpace() {
   }
 }
 
-void AffinityQueue::append(List& list, WorkItem item) {
-  list.push_back(Entry{nextNumber_, std::move(item)});
+// The item is moved only once there is memory for it.
+void AffinityQueue::append(List& list, WorkItem&& item) {
+  list.emplace_back(nextNumber_, std::move(item));
   ++nextNumber_;
   unannounced_ = true;
   count_.store(count() + 1, std::memory_order_relaxed);
 }
 
-void AffinityQueue::add(WorkItem item, std::optional<std::uint64_t> keyHash, bool noWait) {
+void AffinityQueue::add(WorkItem&& item, std::optional<std::uint64_t> keyHash, bool noWait) {
   if (!noWait) waitForSpace();
   append(keyHash ? lists_[*keyHash % lists_.size()] : shared_, std::move(item));
 }
@@ -59,7 +60,15 @@ void AffinityQueue::addSentinel(const std::shared_ptr<Sentinel>& sentinel, bool 
   // Waiting between two copies would let another producer's barrier in: two barriers in different
   // orders on two lists block each other for ever.
   if (!noWait) waitForSpace();
-  for (List& list : lists_) append(list, sentinel);
+  std::size_t added = 0;
+  try {
+    for (; added < lists_.size(); ++added) append(lists_[added], WorkItem(sentinel));
+  } catch (...) {
+    // Who comes to a barrier that others never see would wait there for ever.
+    count_.store(count() - added, std::memory_order_relaxed);
+    while (added > 0) lists_[--added].pop_back();
+    throw;
+  }
 }
 
 // The list that the consumer's next item heads, or null.
@@ -86,6 +95,11 @@ WorkItem AffinityQueue::take(std::size_t consumer, const std::function<void()>& 
   if (onTake) onTake();
   if (waitingProducers_ > 0) condition_.broadcast();
   return item;
+}
+
+void AffinityQueue::pause(std::int64_t ms) {
+  orvex::AutoMutex lock(mutex_);
+  if (!isTerminated()) condition_.timedwaitRelative(ms);
 }
 
 void AffinityQueue::terminate() {

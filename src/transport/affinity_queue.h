@@ -6,7 +6,7 @@
 //            whole batch (mutex()), consumers take it inside take.
 // Ownership: owns the items until they are taken.
 // Errors:    std::runtime_error "Must have at least one consumer", "This queue has been
-//            terminated".
+//            terminated"; std::bad_alloc, after which the queue is as it was before.
 // Invariants: 1) a consumer takes keyed and unkeyed items in the order of their adding; 2) an
 //            unkeyed item is taken once; 3) terminated wins over items that still wait.
 // Limits:    kCapacity items, beyond which a producer that may wait does.
@@ -55,9 +55,9 @@ class AffinityQueue {
 
   /// Adds an item for the consumer that `keyHash` names, modulo the number of consumers; without a
   /// hash, for the first consumer that is free. Waits while the queue is full unless `noWait` is
-  /// set or the queue is terminated. Wakes nobody: call broadcast after the last item. REQUIRES:
-  /// mutex() held; released while waiting.
-  void add(WorkItem item, std::optional<std::uint64_t> keyHash, bool noWait);
+  /// set or the queue is terminated. Wakes nobody: call broadcast after the last item. An item that
+  /// there is no memory for stays the caller's. REQUIRES: mutex() held; released while waiting.
+  void add(WorkItem&& item, std::optional<std::uint64_t> keyHash, bool noWait);
 
   /// Adds a barrier to every consumer's list, all copies in one hold of the mutex, after waiting
   /// for space once. REQUIRES: as add.
@@ -70,6 +70,9 @@ class AffinityQueue {
   /// Waits for the next item of a consumer and takes it; `onTake` runs while the mutex is held.
   /// Throws "This queue has been terminated".
   WorkItem take(std::size_t consumer, const std::function<void()>& onTake = nullptr);
+
+  /// Waits for a time, or until the queue is terminated.
+  void pause(std::int64_t ms);
 
   /// Ends every wait; from now on take fails and add no longer waits.
   void terminate();
@@ -94,7 +97,7 @@ class AffinityQueue {
   using List = std::deque<Entry>;
 
   void waitForSpace();
-  void append(List& list, WorkItem item);
+  void append(List& list, WorkItem&& item);
   List* nextListOf(std::size_t consumer);
 
   const Limits limits_;

@@ -1,5 +1,6 @@
 #include "transport/client_session_thread.h"
 
+#include <cstdint>
 #include <exception>
 
 #include "metrics/busy_record.h"
@@ -17,6 +18,7 @@ int HTTPClient::ClientSessionThread::run() {
   transport_.enterWorkerThread();
   try {
     while (true) {
+      awaitMemory();
       Message request = transport_.nextRequest(client_);
       process(request);
     }
@@ -27,6 +29,13 @@ int HTTPClient::ClientSessionThread::run() {
   exchange_.close();
   transport_.workerStates_[client_] = WorkerState::Ended;
   return 0;
+}
+
+// A request is taken only when it can be answered, whatever then becomes of the memory.
+void HTTPClient::ClientSessionThread::awaitMemory() {
+  constexpr std::int64_t kSliceMs = 10;
+  AffinityQueue& queue = transport_.queue_;
+  while (!exchange_.prepareAnswer() && !queue.isTerminated()) queue.pause(kSliceMs);
 }
 
 void HTTPClient::ClientSessionThread::process(Message& message) {

@@ -28,6 +28,7 @@ class HTTPClient::ClientSessionThread final : public orvex::Thread {
   void setSchedulableQueue(orvex::SchedulableQueue* queue) { schedulableQueue_ = queue; }
 
  private:
+  void awaitMemory();
   void process(Message& message);
 
   HTTPClient& transport_;

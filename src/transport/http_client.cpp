@@ -236,7 +236,13 @@ void HTTPClient::enqueue(Message& message, bool noWait) {
   } else {
     logger.log(LogLevel::Debug, "HTTPClient - No concurrencyControlKey");
   }
-  queue_.add(std::move(message), hash, noWait);
+  WorkItem item(std::move(message));
+  try {
+    queue_.add(std::move(item), hash, noWait);
+  } catch (...) {
+    message = std::move(std::get<Message>(item));  // the host keeps what was not taken
+    throw;
+  }
 }
 
 bool HTTPClient::isFlush(Message& message) const {

@@ -187,7 +187,8 @@ TEST_F(ResponseMappingTest, DescribesAFailure) {
   data_t method("GET");
   data_t path;
 
-  Message message = mapping_.mapFailure("what went wrong", requestId, method, path);
+  Message message = mapping_.mapFailure("what went wrong");
+  mapping_.address(message, std::move(requestId), std::move(method), std::move(path));
 
   EXPECT_EQ(get<buffer_t>(message.payload).view(), "what went wrong");
   EXPECT_EQ(message.metadata.size(), 4u);

@@ -73,4 +73,12 @@ TEST(LogFormatTest, DoubledPerCentSignTakesNoArgument) {
   EXPECT_FALSE((logFormatFits<std::string>("%%s")));
 }
 
+TEST(LineFormatTest, PutsThePrefixBeforeTheLongestFormat) {
+  const std::string prefix(LineFormat::kPrefixBytesMax, 'p');
+  const std::string longest(kLogFormatBytesMax, 'f');
+
+  EXPECT_EQ(LineFormat(prefix, longest).text(), prefix + longest);
+  EXPECT_STREQ(LineFormat("", "").text(), "");
+}
+
 }  // namespace com::corvane::connectivity10_15_0

@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <exception>
 #include <limits>
+#include <new>
+#include <stdexcept>
 
 #include "plugin/allocation_counter.h"
 #include "support/fake_host.h"
@@ -178,6 +181,48 @@ TEST_F(LoggerTest, BuildsNothingBelowTheLevel) {
 
   EXPECT_EQ(dropped, before);
   EXPECT_GT(test_support::allocations(), dropped);
+}
+
+TEST_F(LoggerTest, WrittenLineNeedsNoMemoryButTheHosts) {
+  const Logger logger("a category that is too long for a small string");
+  const std::string text(1000, 'x');
+  const auto allocationsOf = [&](const auto& write) {
+    host_.clearLines();
+    const auto before = test_support::allocations();
+    write();
+    return test_support::allocations() - before;
+  };
+  const auto direct = [&] {
+    kel_log_at(logger.category().c_str(), 4, "<%s> {%I64u} a line that is rather long: %s",
+               logger.category().c_str(), std::uint64_t{1}, text.c_str());
+  };
+  const auto logged = [&] {
+    logger.logFromThread(1, LogLevel::Info, "a line that is rather long: %s", text);
+  };
+  direct();
+
+  const auto expected = allocationsOf(direct);
+
+  EXPECT_GT(expected, 0u);
+  EXPECT_EQ(allocationsOf(logged), expected);
+}
+
+TEST_F(LoggerTest, ExceptionOfTheHostCostsTheLineOnly) {
+  const Logger logger("X");
+  const ThreadLogger threadLogger(logger, 3);
+
+  for (const auto& failure : {std::make_exception_ptr(std::bad_alloc()),
+                              std::make_exception_ptr(std::runtime_error("no disk")),
+                              std::make_exception_ptr(42)}) {
+    host_.throwFromLog(failure);
+    logger.log(LogLevel::Error, "lost");
+    threadLogger.log(LogLevel::Error, "lost");
+  }
+  host_.throwFromLog(nullptr);
+  host_.clearLines();
+  logger.log(LogLevel::Error, "written");
+
+  EXPECT_THAT(host_.texts(), ElementsAre("<X> written"));
 }
 
 // Each level of the host lets exactly the lines through whose number is not greater.

@@ -296,9 +296,11 @@ void kel_delete_user_status_item(void* statusHandle, void* itemHandle) {
   const Lock lock(test_support::mutex);
   if (State::current == nullptr || itemHandle == nullptr) return;
   const auto isIt = [&](const auto& item) { return item.get() == itemHandle; };
-  State::current->statusCalls.push_back(
-      {Kind::Delete, static_cast<Item*>(itemHandle)->key, "", statusHandle});
+  // What is deleted is gone, whether or not there is memory for the record of it.
+  FakeHost::StatusCall call{Kind::Delete, std::move(static_cast<Item*>(itemHandle)->key), "",
+                            statusHandle};
   std::erase_if(State::current->items, isIt);
+  State::current->statusCalls.push_back(std::move(call));
   if (State::current->statusFailure) std::rethrow_exception(State::current->statusFailure);
 }
 
