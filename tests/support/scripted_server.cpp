@@ -38,12 +38,8 @@ ScriptedServer::ScriptedServer(const TunnelTo& tunnel, Script script)
 
 ScriptedServer::ScriptedServer(std::optional<TlsIdentity> identity, bool behindTunnel,
                                Script script)
-    : identity_(std::move(identity)),
-      behindTunnel_(behindTunnel),
-      script_(std::move(script)),
-      listening_(listenLoopback()) {
-  port_ = boundPort(listening_);
-  acceptor_ = std::thread([this] { acceptAll(); });
+    : identity_(std::move(identity)), behindTunnel_(behindTunnel), script_(std::move(script)) {
+  listenOn(listenLoopback());
 }
 
 ScriptedServer::~ScriptedServer() {
@@ -52,10 +48,7 @@ ScriptedServer::~ScriptedServer() {
     stopping_ = true;
   }
   stopListening();
-  // No thread is added any more.
-  for (const auto& connection : connections_) {
-    connection->stop();
-  }
+  stopConnections();
   for (std::thread& thread : threads_) {
     thread.join();
   }
@@ -119,9 +112,28 @@ void ScriptedServer::stopListening() {
   }
 }
 
-void ScriptedServer::acceptAll() {
+void ScriptedServer::listenOn(int descriptor) {
+  stopListening();
+  listening_ = descriptor;
+  port_ = boundPort(descriptor);
+  acceptor_ = std::thread([this, descriptor] { acceptAll(descriptor); });
+}
+
+void ScriptedServer::die() {
+  stopListening();
+  stopConnections();
+}
+
+// REQUIRES: nothing is listened on, so that no connection is added any more.
+void ScriptedServer::stopConnections() {
+  for (const auto& connection : connections_) {
+    connection->stop();
+  }
+}
+
+void ScriptedServer::acceptAll(int listening) {
   for (;;) {
-    const int descriptor = accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int descriptor = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor < 0) {
       return;
     }

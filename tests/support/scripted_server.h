@@ -11,7 +11,8 @@
 //            receives is recorded. The script's return closes the connection. Behind a tunnel the
 //            server plays the proxy as well: it takes a CONNECT request, opens the tunnel and is
 //            itself the server at its other end, on the same connection.
-// Threads:   any thread, internal lock. The script may run many times at once: what it captures
+// Threads:   any thread, internal lock; port, stopListening, listenOn and die on one thread at a
+//            time. The script may run many times at once: what it captures
 //            must stand that.
 // Ownership: what the script captures must outlive the server.
 // Errors:    an exception that leaves the script closes its connection and fails the test when the
@@ -62,6 +63,7 @@ class ScriptedServer {
   /// A script that answers every request with the same bytes until the peer closes.
   static Script answeringAll(std::string response);
 
+  /// Of the socket that is or was listened on last.
   std::uint16_t port() const { return port_; }
 
   /// Connections accepted so far, whether their handshakes succeeded or not.
@@ -91,9 +93,18 @@ class ScriptedServer {
   /// Refuses new connections from now on; those that stand go on.
   void stopListening();
 
+  /// Accepts connections at another listening socket from now on, which it takes over, and only
+  /// there.
+  void listenOn(int descriptor);
+
+  /// Refuses new connections, and cuts all that stand off without waiting for their scripts, as the
+  /// end of the server's process does.
+  void die();
+
  private:
   ScriptedServer(std::optional<TlsIdentity> identity, bool behindTunnel, Script script);
-  void acceptAll();
+  void acceptAll(int listening);
+  void stopConnections();
   bool openTunnel(Connection& connection);
   void serve(Connection& connection);
   void waitUntil(const char* what, const std::function<bool()>& condition) const;

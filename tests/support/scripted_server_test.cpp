@@ -432,5 +432,23 @@ TEST(ScriptedServerTest, APeerThatAsksForNoTunnelIsNoFailure) {
   EXPECT_EQ(server.failedHandshakeCount(), 0U);
 }
 
+TEST(ScriptedServerTest, DiesAndComesBackOnTheSamePort) {
+  const RefusingPort port;
+  ScriptedServer server(ScriptedServer::answeringAll(kEmptyAnswer));
+  server.listenOn(port.listen());
+  EXPECT_EQ(server.port(), port.port());
+  Client before(port.port());
+  server.waitForConnections(1);
+
+  server.die();
+
+  EXPECT_EQ(before.receiveAll(), "");
+  EXPECT_THROW(Client(port.port()), std::system_error);
+  server.listenOn(port.listen());
+  Client after(port.port());
+  after.send("GET / HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(after.receive(kEmptyAnswer.size()), kEmptyAnswer);
+}
+
 }  // namespace
 }  // namespace test_support
