@@ -1,9 +1,10 @@
 // faults/fault_fixture.h : the whole plugin behind its entry points, as a host drives it, with one
-// worker.
+// worker unless the test configures more.
 //
 // Role:      base of the suites of this folder. configure, create, then perform one request after
 //            another; the plugin is shut down at the end of the test, which then checks that each
-//            request was answered once.
+//            request was answered once, and that no log line, reason, payload of a failure or
+//            status item has told a secret.
 // Threads:   the test's own; answers come on the plugin's worker.
 #pragma once
 
@@ -46,6 +47,18 @@ const char* nameOfWire(Wire wire);
 
 inline void PrintTo(Wire wire, std::ostream* out) { *out << nameOfWire(wire); }
 
+/// What must not be read in any text. The plugin is always configured with all of it.
+struct Secrets {
+  static constexpr char kUser[] = "user";
+  static constexpr char kPassword[] = "word-of-the-user";
+  static constexpr char kCredentials[] = "dXNlcjp3b3JkLW9mLXRoZS11c2Vy";  // both, as they are sent
+  static constexpr char kProxyUser[] = "proxy-user";
+  static constexpr char kProxyPassword[] = "word-of-the-proxy";
+  static constexpr char kProxyCredentials[] = "cHJveHktdXNlcjp3b3JkLW9mLXRoZS1wcm94eQ==";
+  static constexpr char kCookie[] = "value-of-the-cookie";      // in every request message
+  static constexpr char kJarCookie[] = "value-out-of-the-jar";  // given by a server
+};
+
 /// A response message, taken apart.
 struct Answer {
   std::int64_t requestId = 0;
@@ -64,7 +77,8 @@ class FaultFixture : public testing::Test {
   /// Sets an element of the configuration; from the next create on.
   void configure(const char* key, data_t value);
 
-  /// TLS towards a server with the identity that is returned, which the plugin trusts.
+  /// TLS towards a server with the identity that is returned, which the plugin trusts. It is the
+  /// same one in all tests of the program.
   const test_support::TlsIdentity& useTls();
 
   /// From the next create on: TLS and a proxy as the wire has them, or neither.
@@ -75,9 +89,9 @@ class FaultFixture : public testing::Test {
   template <class Server, class Behaviour>
   std::unique_ptr<Server> serverOver(Wire wire, const Behaviour& behaviour) {
     useWire(wire);
-    if (wire == Wire::Tls) return std::make_unique<Server>(identity_, behaviour);
+    if (wire == Wire::Tls) return std::make_unique<Server>(useTls(), behaviour);
     if (wire == Wire::OverTunnel) {
-      return std::make_unique<Server>(test_support::TunnelTo{identity_}, behaviour);
+      return std::make_unique<Server>(test_support::TunnelTo{useTls()}, behaviour);
     }
     return std::make_unique<Server>(behaviour);
   }
@@ -95,6 +109,12 @@ class FaultFixture : public testing::Test {
   /// Sends one request and waits for its answer.
   Answer perform(RequestMessage request);
 
+  /// Sends one request; its id is the number of requests before it.
+  void send(RequestMessage request);
+
+  /// Blocks until all requests so far are answered. Result: the answers, in the order they came.
+  std::vector<Answer> waitForAnswers();
+
   /// The worker's lines since the latest perform began, as "WARN text"; without those two that
   /// come with every request.
   std::vector<std::string> lines() const;
@@ -108,15 +128,16 @@ class FaultFixture : public testing::Test {
   test_support::FakeHost host_;
 
  private:
+  void expectOneAnswerEach() const;
+  void expectNoSecrets() const;
   static void receive(void* self, kel_message* first, kel_message* end);
 
   map_t config_;
   Wire wire_ = Wire::Plain;
   const test_support::RefusingPort originPort_;  // of the server behind a proxy
-  std::unique_ptr<test_support::TempDir> certificates_;
-  test_support::TlsIdentity identity_;
   void* plugin_ = nullptr;
   std::int64_t requests_ = 0;
+  std::size_t firstLine_ = 0;  // of the latest perform
 
   mutable std::mutex mutex_;  // guards answers_
   std::condition_variable answered_;
