@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <numeric>
 
 #include "model/get.h"
 #include "model/message.h"
@@ -38,7 +39,23 @@ const char* levelName(std::int32_t level) {
   return kNames.at(static_cast<std::size_t>(level));
 }
 
+struct Trust {
+  test_support::TempDir dir;
+  test_support::CertificateAuthority authority{dir};
+  const test_support::TlsIdentity identity = authority.issue();
+};
+
+Trust& trust() {
+  static Trust trust;
+  return trust;
+}
+
 }  // namespace
+
+const char* nameOfWire(Wire wire) {
+  constexpr std::array kNames = {"Plain", "OverTls", "ThroughProxy", "OverTunnel"};
+  return kNames.at(static_cast<std::size_t>(wire));
+}
 
 FaultFixture::FaultFixture() {
   // The platform's authorities vouch for no server here, and loading them takes longer than a test.
@@ -46,17 +63,42 @@ FaultFixture::FaultFixture() {
   host_.setLogLevel(kDebug);
   configure("host", data_t("127.0.0.1"));
   configure("timeoutSecs", data_t(30));  // nothing here waits for it but a test that fails
+  configure("authenticationType", data_t("HTTP_BASIC"));
+  configure("user", data_t(Secrets::kUser));
+  configure("password", data_t(Secrets::kPassword));
+  configure("cookieJar", data_t(true));
 }
 
 void FaultFixture::TearDown() {
   end();
+  expectOneAnswerEach();
+  expectNoSecrets();
+}
+
+void FaultFixture::expectOneAnswerEach() const {
   std::vector<std::int64_t> ids;
   for (const Answer& answer : answers_) ids.push_back(answer.requestId);
-  std::vector<std::int64_t> expected;
-  while (static_cast<std::int64_t>(expected.size()) < requests_) {
-    expected.push_back(static_cast<std::int64_t>(expected.size()));
-  }
+  std::sort(ids.begin(), ids.end());
+  std::vector<std::int64_t> expected(static_cast<std::size_t>(requests_));
+  std::iota(expected.begin(), expected.end(), 0);
   EXPECT_EQ(ids, expected) << "not every request was answered once";
+}
+
+void FaultFixture::expectNoSecrets() const {
+  std::vector<std::string> texts = host_.texts();
+  for (const auto& call : host_.statusCalls()) texts.insert(texts.end(), {call.key, call.value});
+  for (const Answer& answer : answers_) {
+    texts.push_back(answer.reason);
+    if (answer.status == 400) texts.push_back(answer.payload);
+  }
+  constexpr std::array kSecrets = {Secrets::kPassword,      Secrets::kCredentials,
+                                   Secrets::kProxyPassword, Secrets::kProxyCredentials,
+                                   Secrets::kCookie,        Secrets::kJarCookie};
+  for (const std::string& text : texts) {
+    for (const char* const secret : kSecrets) {
+      EXPECT_EQ(text.find(secret), std::string::npos) << "a secret in: " << text;
+    }
+  }
 }
 
 void FaultFixture::configure(const char* key, data_t value) {
@@ -66,24 +108,45 @@ void FaultFixture::configure(const char* key, data_t value) {
 }
 
 const test_support::TlsIdentity& FaultFixture::useTls() {
-  certificates_ = std::make_unique<test_support::TempDir>();
-  test_support::CertificateAuthority authority(*certificates_);
-  identity_ = authority.issue();
   configure("tls", data_t(true));
-  configure("tlsCertificateAuthorityFile", data_t(authority.certificateFile().c_str()));
-  return identity_;
+  configure("tlsCertificateAuthorityFile", data_t(trust().authority.certificateFile()));
+  return trust().identity;
+}
+
+void FaultFixture::useWire(Wire wire) {
+  wire_ = wire;
+  configure("tls", data_t(isTls(wire)));
+  if (isTls(wire)) useTls();
 }
 
 void FaultFixture::create(std::uint16_t port) {
   end();
   map_t entries = config_.copy();
-  entries.insert(data_t("port"), data_t(std::int64_t{port}));
+  entries.insert(data_t("port"), data_t(std::int64_t{hasProxy(wire_) ? originPort_.port() : port}));
+  if (hasProxy(wire_)) {
+    map_t proxy;
+    proxy.insert(data_t("host"), data_t("127.0.0.1"));
+    proxy.insert(data_t("port"), data_t(std::int64_t{port}));
+    proxy.insert(data_t("authentication"),
+                 data_t(textMap({{"authenticationType", "HTTP_BASIC"},
+                                 {"username", Secrets::kProxyUser},
+                                 {"password", Secrets::kProxyPassword}})));
+    entries.insert(data_t("proxy"), data_t(std::move(proxy)));
+  }
   const data_t config(std::move(entries));
   plugin_ = kel_create_plugin_with_params_HTTPClient("plugin", "chain", &config.raw(), this, this);
   ASSERT_NE(plugin_, nullptr);
   ASSERT_EQ(kel_plugin_setNextTowardsHost_HTTPClient(plugin_, this, &FaultFixture::receive), 0);
   ASSERT_EQ(kel_plugin_start_HTTPClient(plugin_), 0);
   ASSERT_EQ(kel_plugin_hostReady_HTTPClient(plugin_), 0);
+}
+
+std::string FaultFixture::targetOf(const std::string& path) const {
+  return wire_ == Wire::ThroughProxy ? "http://" + origin() + path : path;
+}
+
+std::string FaultFixture::origin() const {
+  return "127.0.0.1:" + std::to_string(originPort_.port());
 }
 
 // What has been queued is answered before the shutdown returns.
@@ -95,14 +158,23 @@ void FaultFixture::end() {
 }
 
 Answer FaultFixture::perform(RequestMessage request) {
-  host_.clearLines();
+  firstLine_ = host_.lines().size();
+  send(std::move(request));
+  return waitForAnswers().back();
+}
+
+void FaultFixture::send(RequestMessage request) {
   request.metadata("requestId", data_t(requests_++));
+  request.http("cookies", data_t(textMap({{"own", Secrets::kCookie}})));
   Message message = request.build();
   auto* const raw = reinterpret_cast<kel_message*>(&message);
   EXPECT_EQ(kel_plugin_sendBatchTowardsTransport_HTTPClient(plugin_, raw, raw + 1), 0);
+}
+
+std::vector<Answer> FaultFixture::waitForAnswers() {
   std::unique_lock lock(mutex_);
   answered_.wait(lock, [&] { return static_cast<std::int64_t>(answers_.size()) >= requests_; });
-  return answers_.back();
+  return answers_;
 }
 
 void FaultFixture::receive(void* self, kel_message* first, kel_message* end) {
@@ -116,15 +188,16 @@ void FaultFixture::receive(void* self, kel_message* first, kel_message* end) {
 }
 
 std::vector<std::string> FaultFixture::lines() const {
+  constexpr std::string_view kWorker = "{0} ";
+  const auto all = host_.lines();
   std::vector<std::string> result;
-  for (const auto& line : host_.lines()) {
-    constexpr std::string_view kWorker = "{0} ";
-    const std::size_t begin = line.text.find(kWorker);
+  for (std::size_t i = firstLine_; i < all.size(); ++i) {
+    const std::size_t begin = all[i].text.find(kWorker);
     if (begin == std::string::npos) continue;
-    const std::string text = line.text.substr(begin + kWorker.size());
+    const std::string text = all[i].text.substr(begin + kWorker.size());
     const bool comesAlways =
         text.starts_with("Handling a request for") || text == "Sending response towards host";
-    if (!comesAlways) result.push_back(std::string(levelName(line.level)) + " " + text);
+    if (!comesAlways) result.push_back(std::string(levelName(all[i].level)) + " " + text);
   }
   return result;
 }

@@ -1,9 +1,10 @@
 // faults/fault_fixture.h : the whole plugin behind its entry points, as a host drives it, with one
-// worker.
+// worker unless the test configures more.
 //
 // Role:      base of the suites of this folder. configure, create, then perform one request after
 //            another; the plugin is shut down at the end of the test, which then checks that each
-//            request was answered once.
+//            request was answered once, and that no log line, reason, payload of a failure or
+//            status item has told a secret.
 // Threads:   the test's own; answers come on the plugin's worker.
 #pragma once
 
@@ -23,15 +24,40 @@
 #include "kel/plugin.h"
 #include "support/certificates.h"
 #include "support/fake_host.h"
+#include "support/loopback.h"
+#include "support/scripted_server.h"
 #include "support/temp_dir.h"
 
 namespace com::corvane::connectivity::plugins {
 
-enum class Wire { Plain, Tls };
+/// How the plugin reaches a server. Where there is a proxy, the scripted server plays it too, and
+/// nobody listens on the server's own port.
+enum class Wire {
+  Plain,
+  Tls,
+  ThroughProxy,  // plain: the proxy gets the request, and gives the answer
+  OverTunnel,    // TLS within a tunnel that the proxy opens
+};
 
-inline void PrintTo(Wire wire, std::ostream* out) {
-  *out << (wire == Wire::Tls ? "TLS" : "plain TCP");
-}
+inline bool isTls(Wire wire) { return wire == Wire::Tls || wire == Wire::OverTunnel; }
+inline bool hasProxy(Wire wire) { return wire == Wire::ThroughProxy || wire == Wire::OverTunnel; }
+
+/// "Plain", "OverTls", "ThroughProxy", "OverTunnel"
+const char* nameOfWire(Wire wire);
+
+inline void PrintTo(Wire wire, std::ostream* out) { *out << nameOfWire(wire); }
+
+/// What must not be read in any text. The plugin is always configured with all of it.
+struct Secrets {
+  static constexpr char kUser[] = "user";
+  static constexpr char kPassword[] = "word-of-the-user";
+  static constexpr char kCredentials[] = "dXNlcjp3b3JkLW9mLXRoZS11c2Vy";  // both, as they are sent
+  static constexpr char kProxyUser[] = "proxy-user";
+  static constexpr char kProxyPassword[] = "word-of-the-proxy";
+  static constexpr char kProxyCredentials[] = "cHJveHktdXNlcjp3b3JkLW9mLXRoZS1wcm94eQ==";
+  static constexpr char kCookie[] = "value-of-the-cookie";      // in every request message
+  static constexpr char kJarCookie[] = "value-out-of-the-jar";  // given by a server
+};
 
 /// A response message, taken apart.
 struct Answer {
@@ -51,21 +77,43 @@ class FaultFixture : public testing::Test {
   /// Sets an element of the configuration; from the next create on.
   void configure(const char* key, data_t value);
 
-  /// TLS towards a server with the identity that is returned, which the plugin trusts.
+  /// TLS towards a server with the identity that is returned, which the plugin trusts. It is the
+  /// same one in all tests of the program.
   const test_support::TlsIdentity& useTls();
 
-  /// A server of either kind, over TLS with an identity that the plugin trusts.
+  /// From the next create on: TLS and a proxy as the wire has them, or neither.
+  void useWire(Wire wire);
+
+  /// A scripted server of any kind at the other end of a wire, which is used from then on. Over TLS
+  /// it has an identity that the plugin trusts.
   template <class Server, class Behaviour>
   std::unique_ptr<Server> serverOver(Wire wire, const Behaviour& behaviour) {
-    return wire == Wire::Tls ? std::make_unique<Server>(useTls(), behaviour)
-                             : std::make_unique<Server>(behaviour);
+    useWire(wire);
+    if (wire == Wire::Tls) return std::make_unique<Server>(useTls(), behaviour);
+    if (wire == Wire::OverTunnel) {
+      return std::make_unique<Server>(test_support::TunnelTo{useTls()}, behaviour);
+    }
+    return std::make_unique<Server>(behaviour);
   }
 
-  /// Creates and starts the plugin for a server at 127.0.0.1. Ends the one before.
+  /// Creates and starts the plugin for a server at 127.0.0.1, or for one behind a proxy there, if
+  /// the wire has one. Ends the one before.
   void create(std::uint16_t port);
+
+  /// How the server, or the proxy, sees a path in the request line.
+  std::string targetOf(const std::string& path) const;
+
+  /// What the proxy is asked to open a tunnel to.
+  std::string origin() const;
 
   /// Sends one request and waits for its answer.
   Answer perform(RequestMessage request);
+
+  /// Sends one request; its id is the number of requests before it.
+  void send(RequestMessage request);
+
+  /// Blocks until all requests so far are answered. Result: the answers, in the order they came.
+  std::vector<Answer> waitForAnswers();
 
   /// The worker's lines since the latest perform began, as "WARN text"; without those two that
   /// come with every request.
@@ -80,13 +128,16 @@ class FaultFixture : public testing::Test {
   test_support::FakeHost host_;
 
  private:
+  void expectOneAnswerEach() const;
+  void expectNoSecrets() const;
   static void receive(void* self, kel_message* first, kel_message* end);
 
   map_t config_;
-  std::unique_ptr<test_support::TempDir> certificates_;
-  test_support::TlsIdentity identity_;
+  Wire wire_ = Wire::Plain;
+  const test_support::RefusingPort originPort_;  // of the server behind a proxy
   void* plugin_ = nullptr;
   std::int64_t requests_ = 0;
+  std::size_t firstLine_ = 0;  // of the latest perform
 
   mutable std::mutex mutex_;  // guards answers_
   std::condition_variable answered_;

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace test_support {
 
@@ -30,12 +31,21 @@ sockaddr_in loopbackAddress(std::uint16_t port) {
   return address;
 }
 
+void bindTo(int descriptor, std::uint16_t port) {
+  const sockaddr_in address = loopbackAddress(port);
+  check(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
+}
+
+void shareAddress(int descriptor) {
+  const int on = 1;
+  check(setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), "setsockopt");
+}
+
 }  // namespace
 
 int bindLoopback() {
   const int descriptor = newSocket();
-  const sockaddr_in address = loopbackAddress(0);
-  check(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
+  bindTo(descriptor, 0);
   return descriptor;
 }
 
@@ -76,23 +86,45 @@ int beginConnectLoopback(std::uint16_t port) {
   return descriptor;
 }
 
+// Sockets of one port exclude each other only when one of them listens, or lacks the option.
+RefusingPort::RefusingPort() : descriptor_(newSocket()) {
+  shareAddress(descriptor_);
+  bindTo(descriptor_, 0);
+}
+
 RefusingPort::~RefusingPort() { close(descriptor_); }
 
-UnansweringPort::UnansweringPort() : descriptors_{bindLoopback()} {
-  check(listen(descriptors_.front(), 0), "listen");
+int RefusingPort::listen() const {
+  const int descriptor = newSocket();
+  shareAddress(descriptor);
+  bindTo(descriptor, port());
+  check(::listen(descriptor, SOMAXCONN), "listen");
+  return descriptor;
+}
+
+UnansweringPort::UnansweringPort() : listening_(bindLoopback()) {
+  check(listen(listening_, 0), "listen");
   // The kernel makes the queue a little longer than asked. Within this machine a connection stands
   // at once, or not at all.
   for (bool full = false; !full;) {
-    descriptors_.push_back(beginConnectLoopback(port()));
-    pollfd connected{descriptors_.back(), POLLOUT, 0};
+    fillers_.push_back(beginConnectLoopback(port()));
+    pollfd connected{fillers_.back(), POLLOUT, 0};
     full = poll(&connected, 1, 0) == 0;
   }
 }
 
 UnansweringPort::~UnansweringPort() {
-  for (const int descriptor : descriptors_) {
-    close(descriptor);
+  for (const int descriptor : fillers_) close(descriptor);
+  if (listening_ >= 0) close(listening_);
+}
+
+int UnansweringPort::drain() {
+  pollfd waiting{listening_, POLLIN, 0};
+  while (poll(&waiting, 1, 0) == 1) {
+    close(check(accept(listening_, nullptr, nullptr), "accept"));
   }
+  check(listen(listening_, SOMAXCONN), "listen");
+  return std::exchange(listening_, -1);
 }
 
 }  // namespace test_support

@@ -24,22 +24,26 @@ int connectLoopback(std::uint16_t port);
 /// A non-blocking socket that has begun to connect to a port.
 int beginConnectLoopback(std::uint16_t port);
 
-/// A port that refuses every connection as long as the object lives.
+/// A port that refuses every connection whenever no socket of listen() is open. Nobody else gets it
+/// as long as the object lives.
 class RefusingPort {
  public:
-  RefusingPort() : descriptor_(bindLoopback()) {}
+  RefusingPort();
   ~RefusingPort();
   RefusingPort(const RefusingPort&) = delete;
   RefusingPort& operator=(const RefusingPort&) = delete;
 
   std::uint16_t port() const { return boundPort(descriptor_); }
 
+  /// A socket that listens on the port; its descriptor is the caller's. One at a time.
+  int listen() const;
+
  private:
   const int descriptor_;
 };
 
-/// A port that leaves every new connection waiting as long as the object lives: its queue of
-/// connections that nobody accepts is full.
+/// A port that leaves every new connection waiting until the object is drained or goes away: its
+/// queue of connections that nobody accepts is full.
 class UnansweringPort {
  public:
   UnansweringPort();
@@ -47,10 +51,15 @@ class UnansweringPort {
   UnansweringPort(const UnansweringPort&) = delete;
   UnansweringPort& operator=(const UnansweringPort&) = delete;
 
-  std::uint16_t port() const { return boundPort(descriptors_.front()); }
+  std::uint16_t port() const { return boundPort(listening_); }
+
+  /// Empties the queue of what stands in it. Result: the listening socket, which is the caller's
+  /// from then on. Once only.
+  int drain();
 
  private:
-  std::vector<int> descriptors_;  // the listening socket, then those that fill its queue
+  int listening_;
+  std::vector<int> fillers_;
 };
 
 }  // namespace test_support

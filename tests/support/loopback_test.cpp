@@ -44,6 +44,46 @@ TEST(RefusingPortTest, RefusesConnections) {
   }
 }
 
+TEST(RefusingPortTest, RefusesUnlessItIsListenedOn) {
+  RefusingPort refusing;
+
+  for (int round = 0; round < 3; ++round) {
+    const int listening = refusing.listen();
+    const int client = connectLoopback(refusing.port());
+    EXPECT_EQ(boundPort(listening), refusing.port());
+    close(client);
+    close(listening);
+    EXPECT_THROW(connectLoopback(refusing.port()), std::system_error);
+  }
+}
+
+TEST(RefusingPortTest, IsListenedOnAgainWhileAnOldConnectionStands) {
+  RefusingPort refusing;
+  const int first = refusing.listen();
+  const int client = connectLoopback(refusing.port());
+  const int server = accept(first, nullptr, nullptr);
+  close(first);
+
+  const int second = refusing.listen();
+
+  EXPECT_GE(second, 0);
+  for (const int descriptor : {client, server, second}) close(descriptor);
+}
+
+TEST(UnansweringPortTest, TakesConnectionsOnceItIsDrained) {
+  UnansweringPort unanswering;
+  const std::uint16_t port = unanswering.port();
+
+  const int listening = unanswering.drain();
+  const int client = connectLoopback(port);
+  const int server = accept(listening, nullptr, nullptr);
+
+  EXPECT_EQ(send(client, "x", 1, 0), 1);
+  std::array<char, 2> bytes;
+  EXPECT_EQ(recv(server, bytes.data(), bytes.size(), 0), 1);  // it is the client's, not an old one
+  for (const int descriptor : {client, server, listening}) close(descriptor);
+}
+
 TEST(UnansweringPortTest, LeavesNewConnectionsWaiting) {
   UnansweringPort unanswering;
 

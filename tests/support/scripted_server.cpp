@@ -28,15 +28,18 @@ void blockSigpipe() {
 }  // namespace
 
 ScriptedServer::ScriptedServer(Script script)
-    : script_(std::move(script)), listening_(listenLoopback()) {
-  port_ = boundPort(listening_);
-  acceptor_ = std::thread([this] { acceptAll(); });
-}
+    : ScriptedServer(std::nullopt, false, std::move(script)) {}
 
 ScriptedServer::ScriptedServer(const TlsIdentity& identity, Script script)
-    : identity_(identity), script_(std::move(script)), listening_(listenLoopback()) {
-  port_ = boundPort(listening_);
-  acceptor_ = std::thread([this] { acceptAll(); });
+    : ScriptedServer(identity, false, std::move(script)) {}
+
+ScriptedServer::ScriptedServer(const TunnelTo& tunnel, Script script)
+    : ScriptedServer(tunnel.identity, true, std::move(script)) {}
+
+ScriptedServer::ScriptedServer(std::optional<TlsIdentity> identity, bool behindTunnel,
+                               Script script)
+    : identity_(std::move(identity)), behindTunnel_(behindTunnel), script_(std::move(script)) {
+  listenOn(listenLoopback());
 }
 
 ScriptedServer::~ScriptedServer() {
@@ -45,10 +48,7 @@ ScriptedServer::~ScriptedServer() {
     stopping_ = true;
   }
   stopListening();
-  // No thread is added any more.
-  for (const auto& connection : connections_) {
-    connection->stop();
-  }
+  stopConnections();
   for (std::thread& thread : threads_) {
     thread.join();
   }
@@ -80,6 +80,11 @@ std::vector<HttpRequest> ScriptedServer::requests() const {
   return requests_;
 }
 
+std::vector<HttpRequest> ScriptedServer::tunnels() const {
+  const std::lock_guard lock(mutex_);
+  return tunnels_;
+}
+
 std::vector<HttpRequest> ScriptedServer::waitForRequests(std::size_t count) const {
   waitUntil("requests", [&] { return requests_.size() >= count; });
   return requests();
@@ -107,9 +112,28 @@ void ScriptedServer::stopListening() {
   }
 }
 
-void ScriptedServer::acceptAll() {
+void ScriptedServer::listenOn(int descriptor) {
+  stopListening();
+  listening_ = descriptor;
+  port_ = boundPort(descriptor);
+  acceptor_ = std::thread([this, descriptor] { acceptAll(descriptor); });
+}
+
+void ScriptedServer::die() {
+  stopListening();
+  stopConnections();
+}
+
+// REQUIRES: nothing is listened on, so that no connection is added any more.
+void ScriptedServer::stopConnections() {
+  for (const auto& connection : connections_) {
+    connection->stop();
+  }
+}
+
+void ScriptedServer::acceptAll(int listening) {
   for (;;) {
-    const int descriptor = accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int descriptor = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor < 0) {
       return;
     }
@@ -126,13 +150,26 @@ void ScriptedServer::acceptAll() {
   }
 }
 
+// False: the peer has closed before it asked for one.
+bool ScriptedServer::openTunnel(Connection& connection) {
+  const auto request = connection.readHead();
+  if (!request) return false;
+  if (request->method != "CONNECT") throw MalformedRequest("not CONNECT: " + request->method);
+  {
+    const std::lock_guard lock(mutex_);
+    tunnels_.push_back(*request);
+  }
+  return connection.trySend("HTTP/1.1 200 Connection established\r\n\r\n");
+}
+
 void ScriptedServer::serve(Connection& connection) {
   blockSigpipe();
   std::string failure;
   bool handshaken = true;
   try {
-    handshaken = !identity_ || connection.startTls(*identity_);
-    if (handshaken) {
+    const bool reached = !behindTunnel_ || openTunnel(connection);
+    handshaken = !reached || !identity_ || connection.startTls(*identity_);
+    if (reached && handshaken) {
       script_(connection);
     }
   } catch (const std::exception& exception) {
