@@ -33,7 +33,7 @@ std::string logCategory(const char* pluginName, const char* chainId) {
 }
 
 // Logs the exception that is being handled.
-void logException(const Logger& logger, LogLevel level, const char* entryPoint) {
+void logException(const Logger& logger, LogLevel level, const char* entryPoint) noexcept {
   try {
     throw;
   } catch (const std::exception& failure) {
@@ -49,21 +49,18 @@ std::int32_t callElement(void* handle, const char* entryPoint, LogLevel level,
                          const Operation& operation) {
   auto* const plugin = static_cast<Plugin*>(handle);
   try {
-    try {
-      if (plugin == nullptr) throw std::runtime_error("the host gave a null plugin handle");
-      operation(static_cast<AbstractTransport&>(*plugin));
-      return kSuccess;
-    } catch (...) {
-      if (plugin == nullptr) {
-        logException(Logger(logCategory(nullptr, nullptr)), level, entryPoint);
-      } else {
-        logException(plugin->getLogger(), level, entryPoint);
-      }
-    }
+    if (plugin == nullptr) throw std::runtime_error("the host gave a null plugin handle");
+    operation(static_cast<AbstractTransport&>(*plugin));
+    return kSuccess;
   } catch (...) {
-    return kFailure;  // logging itself failed: there is nobody left to tell
+    if (plugin == nullptr) {
+      // Without names the category is short enough to need no memory.
+      logException(Logger(logCategory(nullptr, nullptr)), level, entryPoint);
+    } else {
+      logException(plugin->getLogger(), level, entryPoint);
+    }
+    return kFailure;
   }
-  return kFailure;
 }
 
 void* create(const char* pluginName, const char* chainId, const kel_data* config,

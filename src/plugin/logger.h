@@ -81,7 +81,7 @@ class Logger {
       kel_log_at(category_.c_str(), static_cast<std::int32_t>(level), format.text(),
                  category_.c_str(), values...);
     } catch (...) {
-      // The host may be written in a language with exceptions. Nothing hangs on a line.
+      return;  // the host may be written in a language with exceptions; nothing hangs on a line
     }
   }
 

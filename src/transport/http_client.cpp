@@ -298,12 +298,8 @@ void HTTPClient::sendTowardsHost(Message& response, double startTime, std::int64
 }
 
 void HTTPClient::reportLostResponse(const char* reason) const noexcept {
-  try {
-    logger.log(LogLevel::Error, "HTTPClient - Could not send a response towards the host: %s",
-               reason);
-  } catch (...) {
-    // The log was the last place to tell it.
-  }
+  logger.log(LogLevel::Error, "HTTPClient - Could not send a response towards the host: %s",
+             reason);
 }
 
 void HTTPClient::publishQueueSize() noexcept {
