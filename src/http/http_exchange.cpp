@@ -60,6 +60,29 @@ std::string encodeBlanks(const std::string& target) {
   return result;
 }
 
+// Hands the text and the detail of the exception that is being handled on. what() of the library's
+// is a class name only.
+template <typename Handle>
+void withFailure(const Handle& handle) noexcept {
+  try {
+    throw;
+  } catch (const Poco::Exception& failure) {
+    handle(failure.name(), failure.message().c_str());
+  } catch (const std::exception& failure) {
+    handle(failure.what(), "");
+  } catch (...) {
+    handle(kUnknownException, "");
+  }
+}
+
+void logRequestFailure(const ThreadLogger& logger, const char* text, const char* detail) noexcept {
+  if (*detail != '\0') {
+    logger.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", text, detail);
+  } else {
+    logger.log(LogLevel::Warn, "Caught exception processing a request: %s", text);
+  }
+}
+
 bool asksToClose(const RequestDetails& details) {
   const std::string* const connection = details.headers.find("connection");
   return connection != nullptr && ascii::lowered(*connection).find("close") != std::string::npos;
@@ -94,16 +117,11 @@ void HttpExchange::mapMessageToRequest(Message& message) noexcept {
   std::optional<RequestDetails> details;
   try {
     details.emplace(requestMapping_.map(message, startTime));
-  } catch (const Poco::Exception& failure) {
-    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", failure.name(),
-                failure.message());
-    refuse(failure.name(), failure.message().c_str(), startTime);
-  } catch (const std::exception& failure) {
-    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", failure.what());
-    refuse(failure.what(), "", startTime);
   } catch (...) {
-    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", kUnknownException);
-    refuse(kUnknownException, "", startTime);
+    withFailure([&](const char* text, const char* detail) {
+      logRequestFailure(logger_, text, detail);
+      refuse(text, detail, startTime);
+    });
   }
   if (details) performRequest(*details);
 }
@@ -117,12 +135,9 @@ void HttpExchange::performRequest(RequestDetails& details) noexcept {
   try {
     while (exchange(details)) {
     }
-  } catch (const Poco::Exception& failure) {
-    handleRequestFailure(failure.name(), failure.message().c_str(), details);
-  } catch (const std::exception& failure) {
-    handleRequestFailure(failure.what(), "", details);
   } catch (...) {
-    handleRequestFailure(kUnknownException, "", details);
+    withFailure(
+        [&](const char* text, const char* detail) { handleRequestFailure(text, detail, details); });
   }
 }
 
@@ -160,12 +175,10 @@ bool HttpExchange::handleRedirect(RequestDetails& details) {
       return true;
     }
     sendFailureResponse(refusal->c_str(), "", details);
-  } catch (const Poco::Exception& failure) {
-    handleRedirectFailure(failure.name(), failure.message().c_str(), details);
-  } catch (const std::exception& failure) {
-    handleRedirectFailure(failure.what(), "", details);
   } catch (...) {
-    handleRedirectFailure(kUnknownException, "", details);
+    withFailure([&](const char* text, const char* detail) {
+      handleRedirectFailure(text, detail, details);
+    });
   }
   return false;
 }
@@ -291,12 +304,9 @@ void HttpExchange::handleRequestFailure(const char* text, const char* detail,
                 "DELETE): %s",
                 method);
     sendFailureResponse(kInvalidMethod, "", details);
-  } else if (*detail != '\0') {
-    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s (%s)", text, detail);
-    sendFailureResponse(text, detail, details);
   } else {
-    logger_.log(LogLevel::Warn, "Caught exception processing a request: %s", text);
-    sendFailureResponse(text, "", details);
+    logRequestFailure(logger_, text, detail);
+    sendFailureResponse(text, detail, details);
   }
 }
 

@@ -8,6 +8,7 @@ namespace {
 
 using test_support::Connection;
 using test_support::ScriptedServer;
+using testing::AnyOf;
 using testing::IsEmpty;
 
 constexpr char kTooLarge[] = "HTTP/1.1 413 Too Large\r\nContent-Length: 3\r\n\r\nbig";
@@ -47,6 +48,24 @@ TEST_P(EarlyAnswerTest, CountsAlthoughTheRestOfTheBodyIsNotTaken) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, EarlyAnswerTest, overAllWires(), WireTest::nameOf);
+
+using EarlyGarbageTest = FaultFixture;
+
+TEST_F(EarlyGarbageTest, IsNoAnswerAndTheFailureOfTheSendIsTold) {
+  ScriptedServer server([](Connection& connection) {
+    if (connection.readHead()) connection.send("garbage\r\n\r\n");
+  });
+  create(server.port());
+
+  const Answer answer = perform(RequestMessage("POST", "/", std::string(16 * 1024 * 1024, 'x')));
+
+  EXPECT_EQ(answer.status, 400);
+  // Which of the two depends on whether the system is sending when the connection ends.
+  EXPECT_THAT(answer.reason, AnyOf("Connection reset by peer", "I/O error: Broken pipe"));
+  EXPECT_EQ(overallStatus(), "FAILED");
+  EXPECT_EQ(server.connectionCount(), 2u);
+  end();
+}
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins
