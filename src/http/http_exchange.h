@@ -58,8 +58,7 @@ class HttpExchange {
   /// returned true since the latest call.
   void mapMessageToRequest(Message& message) noexcept;
 
-  /// Closes the connection. Call it on the worker's own thread before that ends: with TLS, closing
-  /// writes to the socket, which must not happen on a thread where SIGPIPE is deadly.
+  /// Closes the connection. Call it on the worker's own thread before that ends.
   void close() { session_->reset(); }
 
  private:
