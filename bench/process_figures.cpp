@@ -1,5 +1,6 @@
 #include "bench/process_figures.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -25,6 +26,8 @@ ProcessFigures ProcessFigures::now() {
   if (!(memory >> virtualPages >> residentPages)) throw std::runtime_error("no /proc/self/statm");
   memory.close();
   figures.residentBytes = residentPages * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+  const struct mallinfo2 heap = ::mallinfo2();
+  figures.heapBytes = heap.uordblks + heap.hblkhd;
   figures.threads = entriesOf("/proc/self/task");
   figures.descriptors = entriesOf("/proc/self/fd") - 1;  // without the one that reads them
   return figures;

@@ -1,4 +1,4 @@
-// bench/process_figures.h : what this process holds: resident memory, threads, descriptors.
+// bench/process_figures.h : what this process holds: memory, threads, descriptors.
 //
 // Threads:   any thread.
 // Errors:    std::runtime_error when /proc cannot be read.
@@ -10,6 +10,7 @@ namespace bench {
 
 struct ProcessFigures {
   std::uint64_t residentBytes = 0;
+  std::uint64_t heapBytes = 0;  // in use; what threads keep of freed small blocks counts as well
   std::uint64_t threads = 0;
   std::uint64_t descriptors = 0;
 

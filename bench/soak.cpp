@@ -1,24 +1,25 @@
 // Drives the built plugin for a time, and tells whether its process grows: the slopes of resident
-// memory, threads and descriptors. Exit code: 0 if nothing grows and every request was answered
-// once, rightly; 1 if not; 2 for wrong usage.
+// memory, threads and descriptors; with --cycle also what destroyed transports leave behind. Exit
+// code: 0 if nothing grows and every request was answered once, rightly; 1 if not; 2 for wrong
+// usage.
 #include <algorithm>
 #include <chrono>
 #include <cinttypes>
-#include <condition_variable>
 #include <cstdio>
 #include <exception>
-#include <mutex>
+#include <iterator>
+#include <optional>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
+#include "bench/sampler.h"
 #include "bench/slope.h"
 #include "bench/test_bed.h"
 #include "runtime/platform.h"
 
 namespace {
 
+using bench::Course;
 using bench::Extreme;
 using bench::Options;
 using bench::Point;
@@ -28,108 +29,133 @@ using com::orvex::Platform;
 
 constexpr std::size_t kSpans = 30;
 constexpr double kWarmUpShare = 0.1;
-constexpr double kMiB = 1024.0 * 1024.0;
+// Before that, what the process keeps for later still grows towards its bound.
+constexpr double kJudgedMinutesMin = 5;
 
-// What the process holds, each second (in short runs more often), by a thread of its own.
-class Sampler {
+void pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
+
+// What the process holds while it has no transport, compared from cycle to cycle.
+class Rest {
  public:
-  explicit Sampler(double seconds)
-      : period_(std::min(1.0, seconds / 300)), thread_([this] { run(); }) {}
-  ~Sampler() { stop(); }
-  Sampler(const Sampler&) = delete;
-  Sampler& operator=(const Sampler&) = delete;
+  // The heap may grow by what a thread keeps of freed blocks.
+  static constexpr std::int64_t kHeapBytesMax = 1024 * 1024;
 
-  void stop() {
-    {
-      const std::lock_guard lock(mutex_);
-      stopped_ = true;
-    }
-    changed_.notify_all();
-    if (thread_.joinable()) thread_.join();
+  // Called after the transports are gone. A thread that has been joined stands in the system's
+  // list for a moment more.
+  void note() {
+    const double guard = Platform::relativeHighResTimeFloat() + 10;
+    do {
+      last_ = ProcessFigures::now();
+    } while (first_ && last_.threads > first_->threads &&
+             Platform::relativeHighResTimeFloat() < guard);
+    if (!first_) first_ = last_;
+    ++cycles_;
   }
 
-  // In MiB, over seconds. Once stopped.
-  std::vector<Point> memory, threads, descriptors;
+  int cycles() const { return cycles_; }
+
+  // Prints first and last. True: the last cycle has left no more than the first one.
+  bool judge() const {
+    const auto grown = [this](std::uint64_t ProcessFigures::*figure) {
+      return static_cast<std::int64_t>(last_.*figure - (*first_).*figure);
+    };
+    const bool isSame = grown(&ProcessFigures::threads) <= 0 &&
+                        grown(&ProcessFigures::descriptors) <= 0 &&
+                        grown(&ProcessFigures::heapBytes) <= kHeapBytesMax;
+    std::printf("%d times created and destroyed; since the first time: threads %" PRIu64
+                " %+" PRId64 ", descriptors %" PRIu64 " %+" PRId64 ", heap in use %" PRIu64
+                " %+" PRId64 " bytes (at most %" PRId64 "): %s\n",
+                cycles_, first_->threads, grown(&ProcessFigures::threads), first_->descriptors,
+                grown(&ProcessFigures::descriptors), first_->heapBytes,
+                grown(&ProcessFigures::heapBytes), kHeapBytesMax, isSame ? "the same" : "GROWS");
+    return isSame;
+  }
 
  private:
-  void run() {
-    const double start = Platform::relativeHighResTimeFloat();
-    std::unique_lock lock(mutex_);
-    while (!changed_.wait_for(lock, std::chrono::duration<double>(period_),
-                              [this] { return stopped_; })) {
-      const ProcessFigures figures = ProcessFigures::now();
-      const double time = Platform::relativeHighResTimeFloat() - start;
-      memory.push_back({time, static_cast<double>(figures.residentBytes) / kMiB});
-      threads.push_back({time, static_cast<double>(figures.threads)});
-      descriptors.push_back({time, static_cast<double>(figures.descriptors)});
-    }
-  }
-
-  const double period_;
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool stopped_ = false;
-  std::thread thread_;
+  std::optional<ProcessFigures> first_;
+  ProcessFigures last_;
+  int cycles_ = 0;
 };
 
-// Blocks for a time, which is what the program is for.
-void pass(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
-
-void drive(TestBed& bed, const Options& options) {
+void drive(TestBed& bed, const Options& options, Rest& rest) {
   const double end = Platform::relativeHighResTimeFloat() + options.minutes * 60;
-  for (double left = options.minutes * 60; left > 0;
+  const bool hasCycles = options.cycleSeconds > 0;
+  for (double left = options.minutes * 60; left > 0 || (hasCycles && rest.cycles() < 2);
        left = end - Platform::relativeHighResTimeFloat()) {
-    const auto transports =
-        bed.createTransports(options.clients.front(), options.plain, options.tls);
-    bed.ids().setEnd(~std::uint64_t{0});
-    const bench::Delivery delivery(transports, bed.ids(), bed.traffic(), bed.judge());
-    pass(options.cycleSeconds > 0 ? std::min(left, options.cycleSeconds) : left);
-    bed.ids().setEnd(0);
+    {
+      const auto transports =
+          bed.createTransports(options.clients.front(), options.plain, options.tls);
+      bed.ids().setEnd(~std::uint64_t{0});
+      const bench::Delivery delivery(transports, bed.ids(), bed.traffic(), bed.judge());
+      pause(hasCycles ? options.cycleSeconds : left);
+      bed.ids().setEnd(0);
+    }
+    rest.note();
   }
 }
 
-// Prints one figure's course and slope. True: it grows by no more than `most` an hour.
-bool judgeCourse(const char* name, const std::vector<Point>& all, Extreme extreme, double most) {
+// Prints a figure's course behind the warm-up. Result: its slope, an hour.
+double printCourse(const char* name, const Course& all, Extreme extreme) {
   const double warm = all.back().x * kWarmUpShare;
-  std::vector<Point> points;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(points),
+  Course course;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(course),
                [warm](const Point& point) { return point.x >= warm; });
-  const std::vector<Point> spans = extremes(points, kSpans, extreme);
+  const Course spans = bench::extremes(course, kSpans, extreme);
   const double slope = bench::theilSenSlope(spans) * 3600;
-  const auto [least, largest] = std::minmax_element(
-      points.begin(), points.end(), [](const Point& a, const Point& b) { return a.y < b.y; });
-  const bool isFlat = slope <= most;
+  const auto [least, most] = std::minmax_element(
+      course.begin(), course.end(), [](const Point& a, const Point& b) { return a.y < b.y; });
   std::printf(
-      "%-18s first %8.2f  last %8.2f  least %8.2f  most %8.2f  slope %+8.3f an hour"
-      " (at most %g): %s\n",
-      name, spans.front().y, spans.back().y, least->y, largest->y, slope, most,
-      isFlat ? "flat" : "GROWS");
+      "%-14s start %8.2f, spans' %s from %8.2f to %8.2f, all from %8.2f to %8.2f, "
+      "slope %+.3f an hour\n",
+      name, all.front().y, extreme == Extreme::Floor ? "floors" : "ceilings", spans.front().y,
+      spans.back().y, least->y, most->y, slope);
+  return slope;
+}
+
+bool judgeSlope(const char* name, double slope, double most) {
+  const bool isFlat = slope <= most;
+  std::printf("%s: %+.3f an hour, at most %g: %s\n", name, slope, most, isFlat ? "flat" : "GROWS");
   return isFlat;
+}
+
+bool judgeCourses(const bench::Sampler::Courses& courses, const Options& options) {
+  const double memory = printCourse("resident, MiB", courses.residentMiB, Extreme::Floor);
+  printCourse("heap, MiB", courses.heapMiB, Extreme::Floor);
+  const double threads = printCourse("threads", courses.threads, Extreme::Ceiling);
+  const double descriptors = printCourse("descriptors", courses.descriptors, Extreme::Ceiling);
+  if (options.minutes < kJudgedMinutesMin) {
+    std::printf("Too short for slopes to be judged.\n");
+    return true;
+  }
+  bool isFlat = judgeSlope("resident memory, MiB", memory, options.memorySlopeMax);
+  isFlat &= judgeSlope("threads", threads, 0);
+  isFlat &= judgeSlope("descriptors", descriptors, 0);
+  return isFlat;
+}
+
+bool soak(const Options& options) {
+  TestBed bed(options);
+  bench::Sampler sampler(options.minutes * 60);
+  Rest rest;
+  drive(bed, options, rest);
+  sampler.stop();
+  bool isGood = bed.finish();
+  const bench::Tally tally = bed.tally();
+  std::printf("%" PRIu64 " requests, %.0f a second: %" PRIu64 " answered 200, %" PRIu64
+              " 413 or 503, %" PRIu64 " failed, %" PRIu64 " sent again\n",
+              tally.answered, static_cast<double>(tally.answered) / (options.minutes * 60),
+              tally.delivered, tally.refused, tally.failed, tally.seenAgain);
+  isGood &= judgeCourses(sampler.courses(), options);
+  isGood &= rest.judge();
+  std::printf(isGood ? "Nothing grows.\n" : "Not as it should be.\n");
+  return isGood;
 }
 
 }  // namespace
 
 int main(int count, char** words) {
   try {
-    const Options options = bench::parseOptions({words + 1, words + count}, {8});
-    TestBed bed(options);
-    const double start = Platform::relativeHighResTimeFloat();
-    Sampler sampler(options.minutes * 60);
-    drive(bed, options);
-    sampler.stop();
-    const double seconds = Platform::relativeHighResTimeFloat() - start;
-    const bool isClean = bed.finish();
-    const bench::Tally tally = bed.tally();
-    std::printf("%" PRIu64 " requests in %.0f s, %.0f a second: %" PRIu64 " answered 200, %" PRIu64
-                " 413 or 503, %" PRIu64 " failed, %" PRIu64 " sent again\n",
-                bed.ids().next() - 1, seconds, static_cast<double>(tally.answered) / seconds,
-                tally.delivered, tally.refused, tally.failed, tally.seenAgain);
-    if (sampler.memory.empty()) throw std::runtime_error("too short to measure anything");
-    bool isFlat =
-        judgeCourse("memory, MiB", sampler.memory, Extreme::Floor, options.memorySlopeMax);
-    isFlat &= judgeCourse("threads", sampler.threads, Extreme::Ceiling, 0);
-    isFlat &= judgeCourse("descriptors", sampler.descriptors, Extreme::Ceiling, 0);
-    return isClean && isFlat ? 0 : 1;
+    return soak(bench::parseOptions({words + 1, words + count}, {8})) ? 0 : 1;
   } catch (const std::invalid_argument& refusal) {
     std::fprintf(stderr, "soak: %s\n", refusal.what());
     return 2;
