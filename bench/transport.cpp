@@ -21,6 +21,7 @@ data_t configuration(const TransportOptions& options) {
   map.insert(data_t("host"), data_t("127.0.0.1"));
   map.insert(data_t("port"), data_t(std::int64_t{options.server.port}));
   map.insert(data_t("numClients"), data_t(options.clients));
+  map.insert(data_t("timeoutSecs"), data_t(60));  // a hang ends as a failure without a reason
   map.insert(data_t("tls"), data_t(options.server.tls));
   map.insert(data_t("tlsCertificateAuthorityFile"), data_t(options.authorityFile));
   return data_t(std::move(map));
