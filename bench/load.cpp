@@ -70,7 +70,7 @@ void perform(TestBed& bed, const Run& run) {
 int main(int count, char** words) {
   try {
     const Options options =
-        bench::parseOptions({words + 1, words + count}, {1, 2, 4, 8, 16, 32, 64});
+        bench::parseOptions({words + 1, words + count}, {.clients = {1, 2, 4, 8, 16, 32, 64}});
     TestBed bed(options);
     printTitle();
     for (const Run& run : runsOf(options)) perform(bed, run);

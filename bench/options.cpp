@@ -42,9 +42,7 @@ void readWire(const std::string& text, Options& options) {
 
 }  // namespace
 
-Options parseOptions(const std::vector<std::string>& words, std::vector<std::int64_t> clients) {
-  Options options;
-  options.clients = std::move(clients);
+Options parseOptions(const std::vector<std::string>& words, Options options) {
   const std::map<std::string, std::function<void(const std::string&)>> readers{
       {"--clients", [&](const auto& text) { options.clients = clientsIn(text); }},
       {"--wire", [&](const auto& text) { readWire(text, options); }},

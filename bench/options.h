@@ -13,8 +13,8 @@ namespace bench {
 
 struct Options {
   // Traffic.
-  std::vector<std::int64_t> clients;  // --clients 1,2,4
-  bool plain = true;                  // --wire plain|tls|both
+  std::vector<std::int64_t> clients{};  // --clients 1,2,4
+  bool plain = true;                    // --wire plain|tls|both
   bool tls = true;
   double faultPercent = 5;                 // --faults
   std::uint64_t seed = 1;                  // --seed
@@ -28,7 +28,7 @@ struct Options {
   double memorySlopeMax = 1;  // --memory-max, in MiB an hour
 };
 
-/// Reads "--name value" pairs. `clients` is what holds without --clients.
-Options parseOptions(const std::vector<std::string>& words, std::vector<std::int64_t> clients);
+/// Reads "--name value" pairs; what they do not say stays as it is in `options`.
+Options parseOptions(const std::vector<std::string>& words, Options options);
 
 }  // namespace bench

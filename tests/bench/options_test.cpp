@@ -12,7 +12,7 @@ using bench::Options;
 using bench::parseOptions;
 
 TEST(OptionsTest, HaveDefaults) {
-  const Options options = parseOptions({}, {8});
+  const Options options = parseOptions({}, {.clients = {8}});
 
   EXPECT_EQ(options.clients, std::vector<std::int64_t>{8});
   EXPECT_TRUE(options.plain);
@@ -27,7 +27,7 @@ TEST(OptionsTest, AreReadFromTheCommandLine) {
       {"--clients",  "1,64", "--wire",       "tls", "--faults",    "2.5", "--seed",    "9",
        "--requests", "1000", "--body-max",   "0",   "--under-way", "300", "--minutes", "0.5",
        "--cycle",    "3",    "--memory-max", "2"},
-      {8});
+      {.clients = {8}});
 
   EXPECT_EQ(options.clients, (std::vector<std::int64_t>{1, 64}));
   EXPECT_FALSE(options.plain);
@@ -45,7 +45,7 @@ TEST(OptionsTest, AreReadFromTheCommandLine) {
 TEST(OptionsTest, AreRefusedWithTheWordThatIsWrong) {
   const auto refusal = [](const std::vector<std::string>& words) -> std::string {
     try {
-      parseOptions(words, {8});
+      parseOptions(words, {.clients = {8}});
     } catch (const std::invalid_argument& failure) {
       return failure.what();
     }
