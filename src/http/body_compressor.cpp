@@ -15,21 +15,21 @@ namespace {
 
 using Poco::DeflatingStreamBuf;
 
-constexpr std::streamsize kPieceBytes = 102400;
+constexpr std::streamsize kInputPieceBytes = 102400;
 constexpr int kDefaultLevel = -1;
 
-[[noreturn]] void fail() {
+[[noreturn]] void failCompressing() {
   throw orvex::StreamException("Error processing request stream: Serious I/O error");
 }
 
 void compressTo(BodyBuffer& target, std::istream& body, DeflatingStreamBuf::StreamType format) {
   Poco::DeflatingInputStream stream(body, format, kDefaultLevel);
   while (stream.good()) {
-    stream.read(target.room(kPieceBytes), kPieceBytes);
+    stream.read(target.room(kInputPieceBytes), kInputPieceBytes);
     target.add(static_cast<std::size_t>(stream.gcount()));
   }
   // The compressing stream takes a body that breaks off for one that ends.
-  if (stream.bad() || body.bad()) fail();
+  if (stream.bad() || body.bad()) failCompressing();
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ buffer_t compress(std::istream& body, ContentCoding coding) {
                isGzip ? DeflatingStreamBuf::STREAM_GZIP : DeflatingStreamBuf::STREAM_ZLIB);
   } catch (const Poco::Exception& failure) {  // the stream could not be set up
     if (failure.message() == zError(Z_MEM_ERROR)) throw std::bad_alloc();
-    fail();
+    failCompressing();
   }
   return buffer_t::copyOf(compressed.view().data(), compressed.size());
 }

@@ -8,12 +8,12 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr std::size_t kPieceBytes = 102400;
+constexpr std::size_t kOutputPieceBytes = 102400;
 constexpr int kGzipWindow = 15 + 16;  // the largest window; 16 asks for the gzip format
 constexpr int kZlibWindow = 15;
 constexpr int kRawWindow = -15;  // negative asks for no format around the stream
 
-[[noreturn]] void fail() {
+[[noreturn]] void failInflating() {
   throw orvex::StreamException("Error processing response stream: Serious I/O error");
 }
 
@@ -63,15 +63,15 @@ bool Inflater::beginsAnotherMember() {
 void Inflater::inflateStream(BodyBuffer& target) {
   while (true) {
     const bool hasInput = need(1);
-    stream_.next_out = reinterpret_cast<unsigned char*>(target.room(kPieceBytes));
-    stream_.avail_out = kPieceBytes;
+    stream_.next_out = reinterpret_cast<unsigned char*>(target.room(kOutputPieceBytes));
+    stream_.avail_out = kOutputPieceBytes;
     const int result = inflate(&stream_, Z_NO_FLUSH);
-    target.add(kPieceBytes - stream_.avail_out);
+    target.add(kOutputPieceBytes - stream_.avail_out);
     if (result == Z_STREAM_END) return;
     if (result == Z_MEM_ERROR) throw std::bad_alloc();
     // Without input, only output that zlib still holds is progress.
     const bool progressed = result == Z_OK && (hasInput || stream_.avail_out == 0);
-    if (!progressed) fail();
+    if (!progressed) failInflating();
   }
 }
 
@@ -80,7 +80,7 @@ void Inflater::inflateTo(BodyBuffer& target) {
   begin();
   inflateStream(target);
   while (beginsAnotherMember()) {
-    if (inflateReset(&stream_) != Z_OK) fail();
+    if (inflateReset(&stream_) != Z_OK) failInflating();
     inflateStream(target);
   }
 }

@@ -11,7 +11,7 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr std::size_t kPieceBytes = 102400;
+constexpr std::size_t kUnknownLengthPieceBytes = 102400;
 // A peer may announce any length; memory is only taken for what has been seen to come.
 constexpr std::uint64_t kReservedBytesMax = 8 * 1024 * 1024;
 
@@ -38,7 +38,7 @@ void ResponseBody::readPlain(ResponseReader& reader) {
   while (!reader.isComplete()) {
     const std::uint64_t expected = reader.expectedBytes();
     const auto piece = static_cast<std::size_t>(expected > 0 ? std::min(expected, kReservedBytesMax)
-                                                             : kPieceBytes);
+                                                             : kUnknownLengthPieceBytes);
     body_.add(reader.readBody(body_.room(piece), piece));
   }
 }

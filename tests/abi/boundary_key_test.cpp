@@ -29,7 +29,7 @@ struct Key {
 
 std::ostream& operator<<(std::ostream& out, const Key& key) { return out << key.name; }
 
-void ignoreBatch(void* /*hostElement*/, kel_message* /*first*/, kel_message* /*end*/) {}
+void ignoreResponses(void* /*hostElement*/, kel_message* /*first*/, kel_message* /*end*/) {}
 
 class BoundaryKeyTest : public BoundaryFixture {
  protected:
@@ -39,7 +39,7 @@ class BoundaryKeyTest : public BoundaryFixture {
     });
     create(mapValue({{"numClients", integerValue(kClients)}}));
     ASSERT_NE(plugin_, nullptr);
-    ASSERT_EQ(library_.setNextTowardsHost(plugin_, nullptr, ignoreBatch), 0);
+    ASSERT_EQ(library_.setNextTowardsHost(plugin_, nullptr, ignoreResponses), 0);
     ASSERT_EQ(library_.start(plugin_), 0);
     host_.clearCalls();
   }

@@ -10,7 +10,7 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr std::int64_t kHourMs = 3600000;
+constexpr std::int64_t kWindowMs = 3600000;
 
 class HourlyMaximumTest : public testing::Test {
  protected:
@@ -37,7 +37,7 @@ TEST_F(HourlyMaximumTest, StaysForSamplesThatAreNotLarger) {
 
 TEST_F(HourlyMaximumTest, LastsForExactlyAnHour) {
   maximum_.add(1000);
-  clock_.advanceMs(kHourMs);
+  clock_.advanceMs(kWindowMs);
 
   EXPECT_FALSE(maximum_.add(10));
   EXPECT_EQ(maximum_.value(), 1000u);
@@ -50,23 +50,23 @@ TEST_F(HourlyMaximumTest, LastsForExactlyAnHour) {
 
 TEST_F(HourlyMaximumTest, DoesNotFallWithoutSamples) {
   maximum_.add(1000);
-  clock_.advanceMs(2 * kHourMs);
+  clock_.advanceMs(2 * kWindowMs);
 
   EXPECT_EQ(maximum_.value(), 1000u);
 }
 
 TEST_F(HourlyMaximumTest, CountsTheHourFromTheLatestMaximum) {
   maximum_.add(10);
-  clock_.advanceMs(kHourMs);
+  clock_.advanceMs(kWindowMs);
   maximum_.add(20);
-  clock_.advanceMs(kHourMs);
+  clock_.advanceMs(kWindowMs);
 
   EXPECT_FALSE(maximum_.add(5));
 }
 
 TEST_F(HourlyMaximumTest, ASampleThatIsNotLargerDoesNotRenewTheHour) {
   maximum_.add(10);
-  clock_.advanceMs(kHourMs);
+  clock_.advanceMs(kWindowMs);
   maximum_.add(10);
   clock_.advanceMs(1);
 
@@ -75,7 +75,7 @@ TEST_F(HourlyMaximumTest, ASampleThatIsNotLargerDoesNotRenewTheHour) {
 
 TEST_F(HourlyMaximumTest, ForgetsWhatWasSmallerThanTheMaximumThatRanOut) {
   maximum_.add(1000);
-  clock_.advanceMs(kHourMs);
+  clock_.advanceMs(kWindowMs);
   maximum_.add(900);
   clock_.advanceMs(1);
 
@@ -85,7 +85,7 @@ TEST_F(HourlyMaximumTest, ForgetsWhatWasSmallerThanTheMaximumThatRanOut) {
 
 TEST_F(HourlyMaximumTest, KeepsToTheSystemsTime) {
   maximum_.add(10);
-  clock_.setSysTime(1700000000000 + kHourMs + 1);
+  clock_.setSysTime(1700000000000 + kWindowMs + 1);
 
   EXPECT_TRUE(maximum_.add(5));
 }

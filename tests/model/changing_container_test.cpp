@@ -20,7 +20,7 @@ using namespace test_support;
 
 constexpr char kMapModified[] = "Iterator invalidated by modifying map";
 constexpr char kListModified[] = "Iterator invalidated by modifying list";
-constexpr char kSkip[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
+constexpr char kSkipChecks[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
 
 class ChangingContainerTest : public testing::Test {
  protected:
@@ -101,7 +101,7 @@ TEST_F(ChangingContainerTest, GoesOnWithTheChecksSwitchedOff) {
   const std::uint64_t listHash = list_.hash();
   const std::uint64_t mapHash = map_.hash();
   const std::string mapText = valueText(map_);
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipChecks, "1");
   calls_.whenHashing([this] {
     changeList();
     changeMap();

@@ -17,8 +17,8 @@ namespace {
 
 using namespace test_support;
 
-constexpr char kModified[] = "Iterator invalidated by modifying list";
-constexpr char kSkip[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
+constexpr char kListModified[] = "Iterator invalidated by modifying list";
+constexpr char kSkipListChecks[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
 
 TEST(ListTest, ReadsTheHostsElementsInOrder) {
   const data_t value = listOf(1, "a", true);
@@ -103,11 +103,11 @@ TEST_F(ListIterationTest, RefusesEveryUseOfAPositionAfterTheCountChanged) {
 
   block()->count = 2;
 
-  EXPECT_EQ(thrownText([&] { (void)*position; }), kModified);
-  EXPECT_EQ(thrownText([&] { (void)position->tag(); }), kModified);
-  EXPECT_EQ(thrownText([&] { ++position; }), kModified);
-  EXPECT_EQ(thrownText([&] { (void)(position == list_.end()); }), kModified);
-  EXPECT_EQ(thrownText([&] { (void)(list_.end() == position); }), kModified);
+  EXPECT_EQ(thrownText([&] { (void)*position; }), kListModified);
+  EXPECT_EQ(thrownText([&] { (void)position->tag(); }), kListModified);
+  EXPECT_EQ(thrownText([&] { ++position; }), kListModified);
+  EXPECT_EQ(thrownText([&] { (void)(position == list_.end()); }), kListModified);
+  EXPECT_EQ(thrownText([&] { (void)(list_.end() == position); }), kListModified);
 }
 
 TEST_F(ListIterationTest, CountsALostBlockAsNoElements) {
@@ -116,7 +116,7 @@ TEST_F(ListIterationTest, CountsALostBlockAsNoElements) {
 
   list = list_t();
 
-  EXPECT_EQ(thrownText([&] { (void)*position; }), kModified);
+  EXPECT_EQ(thrownText([&] { (void)*position; }), kListModified);
 }
 
 TEST_F(ListIterationTest, DoesNotNoticeAnElementReplacedInPlace) {
@@ -128,7 +128,7 @@ TEST_F(ListIterationTest, DoesNotNoticeAnElementReplacedInPlace) {
 }
 
 TEST_F(ListIterationTest, GoesOnWithTheChecksSwitchedOff) {
-  const ScopedEnvironment skip(kSkip, "");
+  const ScopedEnvironment skip(kSkipListChecks, "");
   std::vector<std::int64_t> elements;
 
   for (const data_t& element : list_) {
@@ -144,17 +144,17 @@ TEST_F(ListIterationTest, LooksTheVariableUpAtEachFailure) {
   block()->count = 2;
 
   {
-    const ScopedEnvironment skip(kSkip, "1");
+    const ScopedEnvironment skip(kSkipListChecks, "1");
     EXPECT_NO_THROW((void)*position);
   }
 
-  EXPECT_EQ(thrownText([&] { (void)*position; }), kModified);
+  EXPECT_EQ(thrownText([&] { (void)*position; }), kListModified);
 }
 
 TEST_F(ListIterationTest, OutlivesTheLossOfTheBlockWithTheChecksSwitchedOff) {
   list_t list = list_.copy();
   const auto position = list.begin();
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipListChecks, "1");
 
   list = list_t();
 

@@ -14,14 +14,14 @@ namespace com::corvane::connectivity10_15_0 {
 namespace {
 
 using namespace test_support;
-using Numbers = std::vector<std::int64_t>;
+using Sequence = std::vector<std::int64_t>;
 
-constexpr char kModified[] = "Iterator invalidated by modifying map";
+constexpr char kMapModified[] = "Iterator invalidated by modifying map";
 constexpr char kDifferent[] = "Invalid comparison of iterators into different maps";
-constexpr char kSkip[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
+constexpr char kSkipMapChecks[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
 
-Numbers keysOf(const map_t& map) {
-  Numbers keys;
+Sequence keysOf(const map_t& map) {
+  Sequence keys;
   for (const auto& entry : map) keys.push_back(get<std::int64_t>(entry.key()));
   return keys;
 }
@@ -30,7 +30,7 @@ TEST(MapIterationTest, VisitsEntriesInSlotOrder) {
   // Integers whose hashes fall on the slots 0, 2, 5 and 7 of eight, inserted in another order.
   const map_t map = mapOf(5, "d", 2, "b", 11, "c", 0, "a");
 
-  EXPECT_EQ(keysOf(map), (Numbers{0, 2, 11, 5}));
+  EXPECT_EQ(keysOf(map), (Sequence{0, 2, 11, 5}));
 }
 
 TEST(MapIterationTest, LeavesDeletedSlotsOut) {
@@ -38,7 +38,7 @@ TEST(MapIterationTest, LeavesDeletedSlotsOut) {
   map.erase(map.find(data_t(0)));
   map.erase(map.find(data_t(11)));
 
-  EXPECT_EQ(keysOf(map), (Numbers{2, 5}));
+  EXPECT_EQ(keysOf(map), (Sequence{2, 5}));
 }
 
 TEST(MapIterationTest, VisitsAnEmptyKey) {
@@ -58,7 +58,7 @@ TEST(MapIterationTest, VisitsAKeyWhoseStoredHashIsThatOfAFreeOrDeletedSlot) {
   slotOf(map, 0).hash = 0;
   slotOf(map, 2).hash = 1;
 
-  EXPECT_EQ(keysOf(map), (Numbers{0, 2}));
+  EXPECT_EQ(keysOf(map), (Sequence{0, 2}));
 }
 
 TEST(MapIterationTest, GivesValuesForWritingInAMapThatMayChange) {
@@ -76,12 +76,12 @@ TEST(MapIterationTest, RefusesEveryUseOfAPositionAfterAnInsertion) {
 
   map.insert(2, 20);
 
-  EXPECT_EQ(thrownText([&] { position.key(); }), kModified);
-  EXPECT_EQ(thrownText([&] { position.value(); }), kModified);
-  EXPECT_EQ(thrownText([&] { ++position; }), kModified);
-  EXPECT_EQ(thrownText([&] { (void)(position == map.begin()); }), kModified);
-  EXPECT_EQ(thrownText([&] { (void)(map.begin() == position); }), kModified);
-  EXPECT_EQ(thrownText([&] { map.erase(position); }), kModified);
+  EXPECT_EQ(thrownText([&] { position.key(); }), kMapModified);
+  EXPECT_EQ(thrownText([&] { position.value(); }), kMapModified);
+  EXPECT_EQ(thrownText([&] { ++position; }), kMapModified);
+  EXPECT_EQ(thrownText([&] { (void)(position == map.begin()); }), kMapModified);
+  EXPECT_EQ(thrownText([&] { (void)(map.begin() == position); }), kMapModified);
+  EXPECT_EQ(thrownText([&] { map.erase(position); }), kMapModified);
   EXPECT_EQ(map.size(), 2U);
 }
 
@@ -91,7 +91,7 @@ TEST(MapIterationTest, RefusesAPositionAfterARemoval) {
 
   map.erase(map.find(data_t(2)));
 
-  EXPECT_EQ(thrownText([&] { position.key(); }), kModified);
+  EXPECT_EQ(thrownText([&] { position.key(); }), kMapModified);
 }
 
 TEST(MapIterationTest, RefusesAPositionAfterAnotherBlockTookThePlace) {
@@ -100,7 +100,7 @@ TEST(MapIterationTest, RefusesAPositionAfterAnotherBlockTookThePlace) {
 
   map = mapOf(1, 10);
 
-  EXPECT_EQ(thrownText([&] { position.key(); }), kModified);
+  EXPECT_EQ(thrownText([&] { position.key(); }), kMapModified);
 }
 
 TEST(MapIterationTest, RefusesAPositionAfterTheCapacityChanged) {
@@ -109,7 +109,7 @@ TEST(MapIterationTest, RefusesAPositionAfterTheCapacityChanged) {
 
   map.raw()->capacity = 7;
 
-  EXPECT_EQ(thrownText([&] { position.key(); }), kModified);
+  EXPECT_EQ(thrownText([&] { position.key(); }), kMapModified);
   map.raw()->capacity = 8;
 }
 
@@ -119,7 +119,7 @@ TEST(MapIterationTest, RefusesAnEndPositionAfterTheFirstInsertion) {
 
   map.insert(1, 10);
 
-  EXPECT_EQ(thrownText([&] { (void)(map.begin() == end); }), kModified);
+  EXPECT_EQ(thrownText([&] { (void)(map.begin() == end); }), kMapModified);
 }
 
 TEST(MapIterationTest, RefusesToGoOnAfterAnInsertionInALoop) {
@@ -128,7 +128,7 @@ TEST(MapIterationTest, RefusesToGoOnAfterAnInsertionInALoop) {
   EXPECT_EQ(thrownText([&] {
               for (auto& entry : map) map.insert(get<std::int64_t>(entry.value()), 0);
             }),
-            kModified);
+            kMapModified);
 }
 
 TEST(MapIterationTest, DoesNotNoticeARemovalFollowedByAnInsertion) {
@@ -203,15 +203,15 @@ TEST(MapIterationTest, StaysAtTheEndWhenAdvancedThere) {
 
 TEST(MapIterationTest, GoesOnAfterAnInsertionWithTheChecksSwitchedOff) {
   map_t map = mapOf(0, 10, 2, 20);
-  const ScopedEnvironment skip(kSkip, "1");
-  Numbers keys;
+  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  Sequence keys;
 
   for (auto& entry : map) {
     keys.push_back(get<std::int64_t>(entry.key()));
     map.insert(11, 30);  // at slot 5: still to come
   }
 
-  EXPECT_EQ(keys, (Numbers{0, 2, 11}));
+  EXPECT_EQ(keys, (Sequence{0, 2, 11}));
 }
 
 TEST(MapIterationTest, GoesOnWhateverTheVariableIsSetTo) {
@@ -220,7 +220,7 @@ TEST(MapIterationTest, GoesOnWhateverTheVariableIsSetTo) {
   map.insert(2, 20);
 
   for (const char* const value : {"", "0", "false"}) {
-    const ScopedEnvironment skip(kSkip, value);
+    const ScopedEnvironment skip(kSkipMapChecks, value);
     EXPECT_EQ(get<std::int64_t>(position.value()), 10) << "'" << value << "'";
   }
 }
@@ -231,19 +231,19 @@ TEST(MapIterationTest, LooksTheVariableUpAtEachFailure) {
   map.insert(2, 20);
 
   {
-    const ScopedEnvironment skip(kSkip, "1");
+    const ScopedEnvironment skip(kSkipMapChecks, "1");
     EXPECT_NO_THROW(position.key());
   }
-  EXPECT_EQ(thrownText([&] { position.key(); }), kModified);
+  EXPECT_EQ(thrownText([&] { position.key(); }), kMapModified);
   {
-    const ScopedEnvironment skip(kSkip, "1");
+    const ScopedEnvironment skip(kSkipMapChecks, "1");
     EXPECT_NO_THROW(position.key());
   }
 }
 
 TEST(MapIterationTest, EndsWithTheChecksSwitchedOffThoughTheMapGrowsUnderTheLoop) {
   map_t map = mapOf(0, 10, 2, 20);
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipMapChecks, "1");
   int visits = 0;
 
   for (auto& entry : map) {
@@ -259,7 +259,7 @@ TEST(MapIterationTest, EndsWithTheChecksSwitchedOffThoughTheMapGrowsUnderTheLoop
 
 TEST(MapIterationTest, EndsAtAFreshEndToo) {
   map_t map = mapOf(0, 10, 2, 20);
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipMapChecks, "1");
   int visits = 0;
 
   for (auto position = map.begin(); position != map.end(); ++position) {
@@ -279,7 +279,7 @@ TEST(MapIterationTest, NeverLeavesTheSlotsWithTheChecksSwitchedOff) {
     return position;
   }();
   auto advanced = last;
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipMapChecks, "1");
 
   map = mapOf(1, 10);
   ++advanced;
@@ -293,7 +293,7 @@ TEST(MapIterationTest, NeverLeavesTheSlotsWithTheChecksSwitchedOff) {
 TEST(MapIterationTest, OutlivesTheLossOfTheBlockWithTheChecksSwitchedOff) {
   map_t map = mapOf(1, 10);
   auto position = map.begin();
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipMapChecks, "1");
 
   map = map_t();
 
@@ -305,7 +305,7 @@ TEST(MapIterationTest, OutlivesTheLossOfTheBlockWithTheChecksSwitchedOff) {
 TEST(MapIterationTest, ComparesPositionsOfDifferentMapsWithTheChecksSwitchedOff) {
   map_t left = mapOf(0, 10);
   map_t right = mapOf(0, 10);
-  const ScopedEnvironment skip(kSkip, "1");
+  const ScopedEnvironment skip(kSkipMapChecks, "1");
 
   EXPECT_TRUE(left.begin() == right.begin());
   EXPECT_FALSE(left.begin() == right.end());

@@ -29,13 +29,13 @@ bool isVisible(char c) { return static_cast<unsigned char>(c) > 0x20 && c != 0x7
 
 bool isFieldByte(char c) { return isVisible(c) || c == ' ' || c == '\t'; }
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 std::size_t parseNumber(std::string_view text, int base, const char* what) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
   if (error != std::errc() || end != text.data() + text.size()) {
-    throw MalformedRequest(std::string("bad ") + what + " " + quoted(text));
+    throw MalformedRequest(std::string("bad ") + what + " " + inQuotes(text));
   }
   return number;
 }
@@ -52,7 +52,7 @@ void parseRequestLine(std::string_view line, HttpRequest& request) {
   const std::size_t first = line.find(' ');
   const std::size_t second = first == std::string_view::npos ? first : line.find(' ', first + 1);
   if (second == std::string_view::npos) {
-    throw MalformedRequest("bad request line " + quoted(line));
+    throw MalformedRequest("bad request line " + inQuotes(line));
   }
   request.method = line.substr(0, first);
   request.target = line.substr(first + 1, second - first - 1);
@@ -61,7 +61,7 @@ void parseRequestLine(std::string_view line, HttpRequest& request) {
                           std::all_of(request.target.begin(), request.target.end(), isVisible);
   if (!isToken(request.method) || !goodTarget ||
       (request.version != "HTTP/1.1" && request.version != "HTTP/1.0")) {
-    throw MalformedRequest("bad request line " + quoted(line));
+    throw MalformedRequest("bad request line " + inQuotes(line));
   }
 }
 
@@ -69,7 +69,7 @@ std::pair<std::string, std::string> parseField(std::string_view line) {
   const std::size_t colon = line.find(':');
   if (colon == std::string_view::npos || !isToken(line.substr(0, colon)) ||
       !std::all_of(line.begin(), line.end(), isFieldByte)) {
-    throw MalformedRequest("bad header line " + quoted(line));
+    throw MalformedRequest("bad header line " + inQuotes(line));
   }
   return {std::string(line.substr(0, colon)), std::string(trimmed(line.substr(colon + 1)))};
 }
@@ -89,8 +89,8 @@ std::vector<std::string> HttpRequest::values(std::string_view name) const {
 std::string HttpRequest::value(std::string_view name) const {
   const std::vector<std::string> found = values(name);
   if (found.size() != 1) {
-    throw std::logic_error(std::to_string(found.size()) + " headers " + quoted(name) + " in " +
-                           quoted(raw));
+    throw std::logic_error(std::to_string(found.size()) + " headers " + inQuotes(name) + " in " +
+                           inQuotes(raw));
   }
   return found.front();
 }
@@ -109,13 +109,13 @@ void RequestReader::readBody(HttpRequest& request) {
   const std::vector<std::string> lengths = request.values("Content-Length");
   const std::vector<std::string> codings = request.values("Transfer-Encoding");
   if (lengths.size() + codings.size() > 1) {
-    throw MalformedRequest("several headers tell where the body ends: " + quoted(request.raw));
+    throw MalformedRequest("several headers tell where the body ends: " + inQuotes(request.raw));
   }
   if (!lengths.empty()) {
     request.body = takeBytes(request, parseNumber(lengths.front(), 10, "Content-Length"));
   } else if (!codings.empty()) {
     if (!sameName(codings.front(), "chunked")) {
-      throw MalformedRequest("bad Transfer-Encoding " + quoted(codings.front()));
+      throw MalformedRequest("bad Transfer-Encoding " + inQuotes(codings.front()));
     }
     readChunks(request);
   }
@@ -154,7 +154,7 @@ std::string RequestReader::takeLine(HttpRequest& request) {
   while (end == std::string::npos) {
     const std::size_t searched = buffer_.size();
     if (!fill()) {
-      throw TruncatedRequest("the stream ended within the line " + quoted(buffer_));
+      throw TruncatedRequest("the stream ended within the line " + inQuotes(buffer_));
     }
     end = buffer_.find('\n', searched);
   }
@@ -162,7 +162,7 @@ std::string RequestReader::takeLine(HttpRequest& request) {
   request.raw += buffer_.substr(0, end + 1);
   buffer_.erase(0, end + 1);
   if (line.empty() || line.back() != '\r') {
-    throw MalformedRequest("a line ends without carriage return: " + quoted(line));
+    throw MalformedRequest("a line ends without carriage return: " + inQuotes(line));
   }
   line.pop_back();
   return line;

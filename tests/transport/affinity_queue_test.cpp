@@ -24,13 +24,15 @@ constexpr char kFull[] =
     "<%s> AffinityQueue is full, must wait for something to be removed before adding more items - "
     "%d";
 
-WorkItem request(std::int64_t number) {
+WorkItem queued(std::int64_t number) {
   Message message;
   message.payload = data_t(number);
   return message;
 }
 
-std::int64_t numberOf(WorkItem& item) { return get<std::int64_t>(std::get<Message>(item).payload); }
+std::int64_t numberOf(WorkItem& taken) {
+  return get<std::int64_t>(std::get<Message>(taken).payload);
+}
 
 // The level is read when the queue's logger is made.
 struct VerboseHost : test_support::FakeHost {
@@ -44,7 +46,7 @@ class AffinityQueueTest : public testing::Test {
   static void add(AffinityQueue& queue, std::int64_t number,
                   std::optional<std::uint64_t> hash = std::nullopt, bool noWait = false) {
     orvex::AutoMutex lock(queue.mutex());
-    queue.add(request(number), hash, noWait);
+    queue.add(queued(number), hash, noWait);
     queue.broadcast();
   }
 
@@ -280,7 +282,7 @@ TEST_F(AffinityQueueTest, LetsABatchLargerThanItselfThroughWhenConsumersSleep) {
 
   {
     orvex::AutoMutex lock(queue.mutex());
-    for (std::int64_t i = 0; i < 6; ++i) queue.add(request(i), std::nullopt, false);
+    for (std::int64_t i = 0; i < 6; ++i) queue.add(queued(i), std::nullopt, false);
     queue.broadcast();
   }
   while (queue.count() > 0) std::this_thread::yield();

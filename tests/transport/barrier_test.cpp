@@ -13,7 +13,7 @@ namespace {
 using test_support::Connection;
 using test_support::ScriptedServer;
 
-constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr char kOkAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
 class BarrierTest : public TransportFixture {
  protected:
@@ -30,7 +30,7 @@ class BarrierTest : public TransportFixture {
   ScriptedServer server_{[released = release_.get_future().share()](Connection& connection) {
     while (connection.readRequest()) {
       if (connection.index() == 0) released.wait();
-      connection.send(kOk);
+      connection.send(kOkAnswer);
     }
   }};
 };
