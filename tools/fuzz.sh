@@ -65,7 +65,7 @@ fuzz_report() {
   printf '==> %s has found something (all of its output: %s)\n' "$target" "$log" >&2
   if [[ -n $artifact ]]; then
     printf '==> Again: build/fuzz/tests/fuzz_%s %s\n' "$target" "$artifact" >&2
-    printf '==> Once it is mended: cp %s %s/%s/WHAT_IT_IS\n' "$artifact" "$fuzz_corpus" "$target" >&2
+    printf '==> Once it is mended: cp %s %s/WHAT_IT_IS\n' "$artifact" "$fuzz_corpus/$target" >&2
   fi
   return 1
 }

@@ -39,7 +39,7 @@ std::string textOr(const TreeNode& tree, const char* name, const char* otherwise
 bool isPayload(const TreeNode& payload) {
   if (!payload.isMap()) return false;
   return std::all_of(payload.children.begin(), payload.children.end(), [](const auto& field) {
-    return field.first.kind != 'i' && (field.second.isString() || field.second.kind == 'x');
+    return field.key.kind != 'i' && (field.value.isString() || field.value.kind == 'x');
   });
 }
 

@@ -1,5 +1,5 @@
 // A redirect leads to the place that its Location names; a reader of URIs of another making says
-// whether that is on the configured server. No request may leave it, and no location that stays may
+// whether that is on the configured way. No request may leave it, and no location that stays may
 // be refused.
 //
 // The input's first line: STATUS METHOD WAY, where WAY is direct or proxy. The second line is the
@@ -100,28 +100,14 @@ Reference readReference(std::string_view text) {
   return reference;
 }
 
-struct Way {
-  Settings settings;
-  std::string prefix;  // of every target
-};
-
-class Server {
+// A server with the one exchange that uses it, which keeps its connection.
+class Way {
  public:
-  Server() : peer_([this](std::size_t count) { return answer(count); }) {
-    Settings direct;
-    direct.host = "127.0.0.1";
-    direct.port = peer_.port();
-    direct.timeoutSecs = 20;
-    Settings proxied = direct;
-    proxied.host = "server.test";
-    proxied.port = 80;
-    proxied.proxyHost = "127.0.0.1";
-    proxied.proxyPort = peer_.port();
-    direct_ = new ExchangeRig(direct, false);
-    proxied_ = new ExchangeRig(proxied, false);
-  }
+  explicit Way(bool isProxied)
+      : peer_([this](std::size_t count) { return answer(count); }),
+        rig_(settingsFor(isProxied, peer_.port()), false) {}
 
-  ExchangeRig& rig(bool isProxied) { return isProxied ? *proxied_ : *direct_; }
+  ExchangeRig& rig() { return rig_; }
   std::uint16_t port() const { return peer_.port(); }
   std::vector<WireRequest> take() { return peer_.take(); }
 
@@ -131,6 +117,16 @@ class Server {
   }
 
  private:
+  static Settings settingsFor(bool isProxied, std::uint16_t port) {
+    Settings settings;
+    settings.host = isProxied ? "server.test" : "127.0.0.1";
+    settings.port = isProxied ? 80 : port;
+    settings.timeoutSecs = 20;
+    settings.proxyHost = isProxied ? "127.0.0.1" : "";
+    settings.proxyPort = port;
+    return settings;
+  }
+
   std::string answer(std::size_t count) {
     const std::lock_guard lock(mutex_);
     return count == 0 ? redirect_ : kLastAnswer;
@@ -139,8 +135,7 @@ class Server {
   std::mutex mutex_;
   std::string redirect_;
   fuzz::RequestPeer peer_;
-  ExchangeRig* direct_ = nullptr;
-  ExchangeRig* proxied_ = nullptr;
+  ExchangeRig rig_;
 };
 
 std::string withPort(std::string text, std::uint16_t port) {
@@ -171,50 +166,52 @@ void checkFollowed(const WireRequest& first, const WireRequest& second, const Re
 
 bool leaves(const Reference& location, const Settings& settings) {
   if (location.scheme && *location.scheme != "http") return true;
-  if (location.host && *location.host != settings.host) return true;
+  const std::string host = location.host.value_or("");
+  if (!host.empty() && host != settings.host) return true;
   return location.scheme && location.port.value_or(80) != settings.port;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  static Server& server = *new Server();
+  static Way& direct = *new Way(false);
+  static Way& proxied = *new Way(true);
   std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
   std::string line, location;
   std::getline(lines, line);
   std::getline(lines, location);
   std::istringstream words(line);
   int status = 0;
-  std::string method, way;
-  words >> status >> method >> way;
+  std::string method, wayName;
+  words >> status >> method >> wayName;
   constexpr int kStatuses[] = {301, 302, 303, 307, 308};
   if (std::find(std::begin(kStatuses), std::end(kStatuses), status) == std::end(kStatuses))
     return 0;
   if (method != "GET" && method != "HEAD" && method != "PUT") method = "POST";
-  const bool isProxied = way == "proxy";
+  const bool isProxied = wayName == "proxy";
+  Way& way = isProxied ? proxied : direct;
 
   // As a field's value is read.
-  location = withPort(location, server.port());
+  location = withPort(location, way.port());
   std::erase(location, '\0');
   std::replace(location.begin(), location.end(), '\r', ' ');
   location = fuzz::stripped(location);
   if (location.size() > 4000) return 0;
   const Reference reference = readReference(location);
-  server.setRedirect("HTTP/1.1 " + std::to_string(status) + " X\r\nLocation: " + location +
-                     "\r\nContent-Length: 0\r\n\r\n");
+  way.setRedirect("HTTP/1.1 " + std::to_string(status) + " X\r\nLocation: " + location +
+                  "\r\nContent-Length: 0\r\n\r\n");
 
-  ExchangeRig& rig = server.rig(isProxied);
   auto message = fuzz::plugins::RequestMessage(method.c_str(), "/first", "").build();
-  const Answer answer = rig.perform(message);
+  const Answer answer = way.rig().perform(message);
   static_cast<void>(fuzz::takeLogLines());
-  const auto requests = server.take();
+  const auto requests = way.take();
   fuzz::require(requests.size() == 1 || requests.size() == 2, "another number of requests");
   const bool isFollowed = requests.size() == 2;
   fuzz::require(answer.status == (isFollowed ? 200 : 400), "another status");
   if (isFollowed) {
     checkFollowed(requests[0], requests[1], reference, method, status, isProxied);
-    if (leaves(reference, rig.settings())) fuzz::fail("followed: " + fuzz::shown(location));
-  } else if (reference.isPlain && !leaves(reference, rig.settings())) {
+    if (leaves(reference, way.rig().settings())) fuzz::fail("followed: " + fuzz::shown(location));
+  } else if (reference.isPlain && !leaves(reference, way.rig().settings())) {
     fuzz::fail("refused: " + fuzz::shown(location) + ": " + answer.reason);
   }
   return 0;

@@ -65,8 +65,8 @@ std::optional<std::int64_t> integerOf(const std::string& number) {
 
 const Json* special(const Json& json, const char* name) {
   const bool isSpecial =
-      json.kind == Json::Kind::Object && json.members.size() == 1 && json.members[0].first == name;
-  return isSpecial ? &json.members[0].second : nullptr;
+      json.kind == Json::Kind::Object && json.members.size() == 1 && json.members[0].name == name;
+  return isSpecial ? &json.members[0].value : nullptr;
 }
 
 bool isGoodText(const std::string& text) { return text.find('\0') == std::string::npos; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace fuzz {
 
@@ -113,8 +114,8 @@ class Reading {
       std::string name = readText();
       skipBlanks();
       expect(":");
-      object.members.emplace_back(std::move(name), readValue(level + 1));
-      object.depth = std::max(object.depth, object.members.back().second.depth + 1);
+      object.members.push_back({std::move(name), readValue(level + 1)});
+      object.depth = std::max(object.depth, object.members.back().value.depth + 1);
       skipBlanks();
     } while (takeIf(','));
     expect("}");

@@ -239,7 +239,7 @@ void checkFields(const WireRequest& sent, const Intended& intended, bool isAutho
   }
   for (const auto& [name, value] : sent.fields) {
     const bool isOurs = isFraming(name) || name == "host" || name == "cookie" ||
-                        (name == "content-type" && intended.isForm) ||
+                        name == "proxy-connection" || (name == "content-type" && intended.isForm) ||
                         (name == "authorization" && isAuthorized);
     const bool isConverted = !isAscii(name) || name.find('\x1A') != std::string::npos;
     if (!isOurs && !isConverted && !intended.headers.contains(name)) {
@@ -351,7 +351,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   payload.kind = 'e';
   if (const TreeNode* const given = metadata.find("payload")) payload = *given;
   std::erase_if(metadata.children, [](const auto& entry) {
-    return entry.first == TreeKey{'s', "payload", 0} || entry.first == TreeKey{'s', "way", 0};
+    return entry.key == TreeKey{'s', "payload", 0} || entry.key == TreeKey{'s', "way", 0};
   });
 
   std::optional<Intended> intended;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <utility>
 
 #include "model/buffer.h"
 #include "model/list.h"
@@ -94,11 +95,12 @@ void addLine(std::string_view line, TreeNode& root) {
     TreeKey key = keyOf(cut(path, '/'));
     TreeNode* const child = findChild(*node, key);
     if (isLast) {
-      if (!child) node->children.emplace_back(std::move(key), leafOf(line[0], line.substr(2)));
+      if (!child) node->children.push_back({std::move(key), leafOf(line[0], line.substr(2))});
       return;
     }
     if (child && !child->isMap()) return;
-    node = child ? child : &node->children.emplace_back(std::move(key), TreeNode()).second;
+    if (!child) node->children.push_back({std::move(key), TreeNode()});
+    node = child ? child : &node->children.back().value;
   }
 }
 

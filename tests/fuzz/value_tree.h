@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "model/map.h"
@@ -27,18 +26,25 @@ struct TreeKey {
   bool operator==(const TreeKey&) const = default;
 };
 
+struct TreeEntry;
+
 struct TreeNode {
   char kind = 'm';
   std::string text;  // of a string: without NUL bytes
   std::int64_t integer = 0;
   double number = 0;
-  std::vector<std::pair<TreeKey, TreeNode>> children;  // in the order of the lines
+  std::vector<TreeEntry> children;  // in the order of the lines
 
   bool isString() const { return kind == 's' || kind == 'b'; }
   bool isMap() const { return kind == 'm'; }
 
   /// The child under an owned string, which a look-up by text finds; null: none.
   const TreeNode* find(std::string_view name) const;
+};
+
+struct TreeEntry {
+  TreeKey key;
+  TreeNode value;
 };
 
 /// The map that the lines of an input spell.
