@@ -56,14 +56,13 @@ std::optional<std::int64_t> integerOf(const TreeNode& node) {
     return c >= '0' && c <= '9';
   });
   if (!areDigits) return std::nullopt;
-  __int128 value = 0;
-  for (const char c : digits) {
-    value = value * 10 + (c - '0');
-    if (value > static_cast<__int128>(1) << 63) return std::nullopt;
-  }
-  if (isNegative) value = -value;
-  if (value > INT64_MAX) return std::nullopt;
-  return static_cast<std::int64_t>(value);
+  digits.erase(0, std::min(digits.find_first_not_of('0'), digits.size()));
+  if (digits.size() > 19) return std::nullopt;  // 19 digits fit in 64 bits without a sign
+  std::uint64_t value = 0;
+  for (const char c : digits) value = value * 10 + static_cast<std::uint64_t>(c - '0');
+  constexpr auto kMost = static_cast<std::uint64_t>(INT64_MAX);
+  if (value > kMost + (isNegative ? 1 : 0)) return std::nullopt;
+  return static_cast<std::int64_t>(isNegative ? 0 - value : value);
 }
 
 class Reading {

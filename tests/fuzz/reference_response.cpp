@@ -50,14 +50,17 @@ std::vector<std::string> elementsOf(std::string_view list) {
 std::optional<std::uint64_t> numberOf(std::string_view digits, std::uint64_t base) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   if (digits.empty()) return std::nullopt;
-  unsigned __int128 value = 0;
+  std::uint64_t value = 0;
+  std::size_t count = 0;  // of digits from the first that is not 0 on
   for (const char c : lowered(digits)) {
     const std::size_t digit = kDigits.substr(0, base).find(c);
     if (digit == std::string_view::npos) return std::nullopt;
-    value = value * base + digit;
-    if (value > kLengthMax) return std::nullopt;
+    if (value > 0 || digit > 0) ++count;
+    if (count <= 16) value = value * base + digit;
   }
-  return static_cast<std::uint64_t>(value);
+  // Nobody has the bytes for a number of more digits.
+  if (count > 16 || value > kLengthMax) return std::nullopt;
+  return value;
 }
 
 class Reading {

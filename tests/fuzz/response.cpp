@@ -171,10 +171,8 @@ class Client {
   // Reads one answer as an exchange does. Returns whether the connection may be used again.
   bool read(const ReferenceResponse& expected, bool toHead) {
     const auto body = decodedBody(expected, toHead);
-    bool hasHead = false;
     try {
       reader_.readHead(head_, toHead);
-      hasHead = true;
       const bool hasBody = !toHead && head_.status() != 204 && head_.status() != 304;
       body_.read(head_, hasBody, reader_);
     } catch (const std::exception& failure) {
@@ -185,7 +183,8 @@ class Client {
     }
     if (!body || !expected.hasHead) fuzz::fail("delivered, although " + expected.why);
     compareHead(head_, expected);
-    fuzz::require(body_.view() == *body, "another body");
+    // The name of a coding stands in a body, with its blanks.
+    fuzz::require(sameText(body_.view(), *body, expected.form), "another body");
     map(expected, toHead);
     if (reader_.reusable()) {
       fuzz::require(expected.form != Form::Invalid, "reused, although the end is not proven");
