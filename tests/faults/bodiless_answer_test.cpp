@@ -35,7 +35,7 @@ class BodilessAnswerTest : public FaultTest {};
 
 TEST_P(BodilessAnswerTest, IsAnsweredWithAnEmptyBody) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, BodilessAnswerTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, BodilessAnswerTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -75,7 +75,7 @@ class CodedBodyTest : public FaultTest {};
 
 TEST_P(CodedBodyTest, IsDecodedOrFails) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, CodedBodyTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, CodedBodyTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -61,7 +61,7 @@ class ConnectionLossTest : public FaultTest {};
 
 TEST_P(ConnectionLossTest, IsRetriedOnce) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, ConnectionLossTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, ConnectionLossTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -46,7 +46,7 @@ TEST_P(EarlyAnswerTest, CountsAlthoughTheRestOfTheBodyIsNotTaken) {
   end();
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, EarlyAnswerTest, overBothWires(), WireTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, EarlyAnswerTest, overAllWires(), WireTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -40,6 +40,11 @@ const char* levelName(std::int32_t level) {
 
 }  // namespace
 
+const char* nameOfWire(Wire wire) {
+  constexpr std::array kNames = {"Plain", "OverTls", "ThroughProxy", "OverTunnel"};
+  return kNames.at(static_cast<std::size_t>(wire));
+}
+
 FaultFixture::FaultFixture() {
   // The platform's authorities vouch for no server here, and loading them takes longer than a test.
   setenv("SSL_CERT_FILE", "/dev/null", 1);
@@ -74,16 +79,36 @@ const test_support::TlsIdentity& FaultFixture::useTls() {
   return identity_;
 }
 
+void FaultFixture::useWire(Wire wire) {
+  wire_ = wire;
+  configure("tls", data_t(isTls(wire)));
+  if (isTls(wire)) useTls();
+}
+
 void FaultFixture::create(std::uint16_t port) {
   end();
   map_t entries = config_.copy();
-  entries.insert(data_t("port"), data_t(std::int64_t{port}));
+  entries.insert(data_t("port"), data_t(std::int64_t{hasProxy(wire_) ? originPort_.port() : port}));
+  if (hasProxy(wire_)) {
+    map_t proxy;
+    proxy.insert(data_t("host"), data_t("127.0.0.1"));
+    proxy.insert(data_t("port"), data_t(std::int64_t{port}));
+    entries.insert(data_t("proxy"), data_t(std::move(proxy)));
+  }
   const data_t config(std::move(entries));
   plugin_ = kel_create_plugin_with_params_HTTPClient("plugin", "chain", &config.raw(), this, this);
   ASSERT_NE(plugin_, nullptr);
   ASSERT_EQ(kel_plugin_setNextTowardsHost_HTTPClient(plugin_, this, &FaultFixture::receive), 0);
   ASSERT_EQ(kel_plugin_start_HTTPClient(plugin_), 0);
   ASSERT_EQ(kel_plugin_hostReady_HTTPClient(plugin_), 0);
+}
+
+std::string FaultFixture::targetOf(const std::string& path) const {
+  return wire_ == Wire::ThroughProxy ? "http://" + origin() + path : path;
+}
+
+std::string FaultFixture::origin() const {
+  return "127.0.0.1:" + std::to_string(originPort_.port());
 }
 
 // What has been queued is answered before the shutdown returns.

@@ -23,15 +23,28 @@
 #include "kel/plugin.h"
 #include "support/certificates.h"
 #include "support/fake_host.h"
+#include "support/loopback.h"
+#include "support/scripted_server.h"
 #include "support/temp_dir.h"
 
 namespace com::corvane::connectivity::plugins {
 
-enum class Wire { Plain, Tls };
+/// How the plugin reaches a server. Where there is a proxy, the scripted server plays it too, and
+/// nobody listens on the server's own port.
+enum class Wire {
+  Plain,
+  Tls,
+  ThroughProxy,  // plain: the proxy gets the request, and gives the answer
+  OverTunnel,    // TLS within a tunnel that the proxy opens
+};
 
-inline void PrintTo(Wire wire, std::ostream* out) {
-  *out << (wire == Wire::Tls ? "TLS" : "plain TCP");
-}
+inline bool isTls(Wire wire) { return wire == Wire::Tls || wire == Wire::OverTunnel; }
+inline bool hasProxy(Wire wire) { return wire == Wire::ThroughProxy || wire == Wire::OverTunnel; }
+
+/// "Plain", "OverTls", "ThroughProxy", "OverTunnel"
+const char* nameOfWire(Wire wire);
+
+inline void PrintTo(Wire wire, std::ostream* out) { *out << nameOfWire(wire); }
 
 /// A response message, taken apart.
 struct Answer {
@@ -54,15 +67,30 @@ class FaultFixture : public testing::Test {
   /// TLS towards a server with the identity that is returned, which the plugin trusts.
   const test_support::TlsIdentity& useTls();
 
-  /// A server of either kind, over TLS with an identity that the plugin trusts.
+  /// From the next create on: TLS and a proxy as the wire has them, or neither.
+  void useWire(Wire wire);
+
+  /// A scripted server of any kind at the other end of a wire, which is used from then on. Over TLS
+  /// it has an identity that the plugin trusts.
   template <class Server, class Behaviour>
   std::unique_ptr<Server> serverOver(Wire wire, const Behaviour& behaviour) {
-    return wire == Wire::Tls ? std::make_unique<Server>(useTls(), behaviour)
-                             : std::make_unique<Server>(behaviour);
+    useWire(wire);
+    if (wire == Wire::Tls) return std::make_unique<Server>(identity_, behaviour);
+    if (wire == Wire::OverTunnel) {
+      return std::make_unique<Server>(test_support::TunnelTo{identity_}, behaviour);
+    }
+    return std::make_unique<Server>(behaviour);
   }
 
-  /// Creates and starts the plugin for a server at 127.0.0.1. Ends the one before.
+  /// Creates and starts the plugin for a server at 127.0.0.1, or for one behind a proxy there, if
+  /// the wire has one. Ends the one before.
   void create(std::uint16_t port);
+
+  /// How the server, or the proxy, sees a path in the request line.
+  std::string targetOf(const std::string& path) const;
+
+  /// What the proxy is asked to open a tunnel to.
+  std::string origin() const;
 
   /// Sends one request and waits for its answer.
   Answer perform(RequestMessage request);
@@ -83,6 +111,8 @@ class FaultFixture : public testing::Test {
   static void receive(void* self, kel_message* first, kel_message* end);
 
   map_t config_;
+  Wire wire_ = Wire::Plain;
+  const test_support::RefusingPort originPort_;  // of the server behind a proxy
   std::unique_ptr<test_support::TempDir> certificates_;
   test_support::TlsIdentity identity_;
   void* plugin_ = nullptr;

@@ -1,7 +1,8 @@
 // faults/fault_server.h : a server that fails in a given way, and is well again for "/next".
 //
 // Role:      requests for any path but kNextPath take the steps one after the other, one a request;
-//            the last step is for all further ones. Requests for kNextPath are always answered.
+//            the last step is for all further ones. Requests for kNextPath, also when a proxy gets
+//            them with the whole URI, are always answered.
 // Threads:   any; the steps do not change.
 // Errors:    as ScriptedServer. A peer that goes away while it is sent something is none.
 #pragma once
@@ -38,10 +39,11 @@ class FaultServer {
   explicit FaultServer(std::vector<Step> steps)
       : steps_(std::move(steps)), server_([this](Connection& connection) { serve(connection); }) {}
 
-  /// The same over TLS.
-  FaultServer(const TlsIdentity& identity, std::vector<Step> steps)
+  /// The same over TLS (a TlsIdentity), or over TLS in a tunnel (a TunnelTo).
+  template <class Entrance>
+  FaultServer(const Entrance& entrance, std::vector<Step> steps)
       : steps_(std::move(steps)),
-        server_(identity, [this](Connection& connection) { serve(connection); }) {}
+        server_(entrance, [this](Connection& connection) { serve(connection); }) {}
 
   ScriptedServer& server() { return server_; }
 

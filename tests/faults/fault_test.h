@@ -1,7 +1,8 @@
-// faults/fault_test.h : a table of faults, each met over plain TCP and over TLS.
+// faults/fault_test.h : a table of faults, each met over plain TCP and over TLS, directly and
+//            through a proxy.
 //
 // Role:      a suite derives from FaultTest, calls meetsIt in a TEST_P and is instantiated with
-//            overBothWires of its table. What no table can say derives from WireTest.
+//            overAllWires of its table. What no table can say derives from WireTest.
 #pragma once
 
 #include <cstddef>
@@ -63,20 +64,32 @@ class FaultTest : public FaultFixture, public testing::WithParamInterface<std::t
   /// Performs one request against the fault, then another one that nothing is wrong with; compares
   /// both with what the table says.
   void meetsIt();
+
+ private:
+  void expectRequests(const test_support::ScriptedServer& server, std::size_t attempts);
 };
 
-/// A test that is run over both wires.
+/// A test that is run over several wires.
 class WireTest : public FaultFixture, public testing::WithParamInterface<Wire> {
  public:
   static std::string nameOf(const testing::TestParamInfo<Wire>& info) {
-    return info.param == Wire::Tls ? "OverTls" : "Plain";
+    return nameOfWire(info.param);
   }
 };
 
+inline auto overAllWires() {
+  return testing::Values(Wire::Plain, Wire::Tls, Wire::ThroughProxy, Wire::OverTunnel);
+}
+
+inline auto overAllWires(const std::vector<Fault>& faults) {
+  return testing::Combine(testing::ValuesIn(faults), overAllWires());
+}
+
+/// Those without a proxy.
 inline auto overBothWires() { return testing::Values(Wire::Plain, Wire::Tls); }
 
 inline auto overBothWires(const std::vector<Fault>& faults) {
-  return testing::Combine(testing::ValuesIn(faults), testing::Values(Wire::Plain, Wire::Tls));
+  return testing::Combine(testing::ValuesIn(faults), overBothWires());
 }
 
 }  // namespace com::corvane::connectivity::plugins

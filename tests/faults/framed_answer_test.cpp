@@ -48,7 +48,7 @@ class FramedAnswerTest : public FaultTest {};
 
 TEST_P(FramedAnswerTest, CountsAndLeavesTheNextRequestAlone) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, FramedAnswerTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, FramedAnswerTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -60,7 +60,7 @@ TEST_P(IdleConnectionTest, CostsOneRetryWhenItWasCut) {
 
   EXPECT_EQ(answer.payload, "second");
   EXPECT_THAT(lines(),
-              ElementsAre(GetParam() == Wire::Tls
+              ElementsAre(isTls(GetParam())
                               ? retryLine("Poco::IOException", "SSL Exception",
                                           "error:0A000126:SSL routines::unexpected eof while "
                                           "reading")
@@ -70,7 +70,7 @@ TEST_P(IdleConnectionTest, CostsOneRetryWhenItWasCut) {
   EXPECT_EQ(server_->server().requests().size(), 2u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, IdleConnectionTest, overBothWires(), WireTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, IdleConnectionTest, overAllWires(), WireTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

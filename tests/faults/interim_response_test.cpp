@@ -37,7 +37,7 @@ class InterimResponseTest : public FaultTest {};
 
 TEST_P(InterimResponseTest, IsPassedOver) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, InterimResponseTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, InterimResponseTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -41,7 +41,7 @@ class MalformedHeadTest : public FaultTest {};
 
 TEST_P(MalformedHeadTest, FailsAfterOneRetry) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, MalformedHeadTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, MalformedHeadTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -74,7 +74,7 @@ TEST_P(UnwillingServerTest, FailsAfterOneRetryWhenItEndsEveryConnectionAtOnce) {
   end();
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, UnwillingServerTest, overBothWires(), WireTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, UnwillingServerTest, overAllWires(), WireTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

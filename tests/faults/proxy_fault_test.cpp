@@ -60,7 +60,7 @@ const std::vector<Refusal> kRefusals = {
      failedTwice("Poco::IOException", "HTTP Exception",
                  "Cannot establish proxy connection: Bad Gateway")},
     {"Garbage", "garbage\r\n\r\n",
-     failedTwice("Poco::IOException", "Malformed message", "Invalid HTTP status code")},
+     failedTwice("Poco::IOException", "Malformed message", "Invalid status line")},
     {"NoAnswer", "", failedTwice("Poco::Net::NoMessageException", "No message received")},
 };
 

@@ -60,7 +60,7 @@ class TruncatedBodyTest : public FaultTest {};
 
 TEST_P(TruncatedBodyTest, FailsWithoutRetry) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, TruncatedBodyTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, TruncatedBodyTest, overAllWires(kFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

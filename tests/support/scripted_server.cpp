@@ -28,13 +28,20 @@ void blockSigpipe() {
 }  // namespace
 
 ScriptedServer::ScriptedServer(Script script)
-    : script_(std::move(script)), listening_(listenLoopback()) {
-  port_ = boundPort(listening_);
-  acceptor_ = std::thread([this] { acceptAll(); });
-}
+    : ScriptedServer(std::nullopt, false, std::move(script)) {}
 
 ScriptedServer::ScriptedServer(const TlsIdentity& identity, Script script)
-    : identity_(identity), script_(std::move(script)), listening_(listenLoopback()) {
+    : ScriptedServer(identity, false, std::move(script)) {}
+
+ScriptedServer::ScriptedServer(const TunnelTo& tunnel, Script script)
+    : ScriptedServer(tunnel.identity, true, std::move(script)) {}
+
+ScriptedServer::ScriptedServer(std::optional<TlsIdentity> identity, bool behindTunnel,
+                               Script script)
+    : identity_(std::move(identity)),
+      behindTunnel_(behindTunnel),
+      script_(std::move(script)),
+      listening_(listenLoopback()) {
   port_ = boundPort(listening_);
   acceptor_ = std::thread([this] { acceptAll(); });
 }
@@ -78,6 +85,11 @@ std::size_t ScriptedServer::failedHandshakeCount() const {
 std::vector<HttpRequest> ScriptedServer::requests() const {
   const std::lock_guard lock(mutex_);
   return requests_;
+}
+
+std::vector<HttpRequest> ScriptedServer::tunnels() const {
+  const std::lock_guard lock(mutex_);
+  return tunnels_;
 }
 
 std::vector<HttpRequest> ScriptedServer::waitForRequests(std::size_t count) const {
@@ -126,13 +138,26 @@ void ScriptedServer::acceptAll() {
   }
 }
 
+// False: the peer has closed before it asked for one.
+bool ScriptedServer::openTunnel(Connection& connection) {
+  const auto request = connection.readHead();
+  if (!request) return false;
+  if (request->method != "CONNECT") throw MalformedRequest("not CONNECT: " + request->method);
+  {
+    const std::lock_guard lock(mutex_);
+    tunnels_.push_back(*request);
+  }
+  return connection.trySend("HTTP/1.1 200 Connection established\r\n\r\n");
+}
+
 void ScriptedServer::serve(Connection& connection) {
   blockSigpipe();
   std::string failure;
   bool handshaken = true;
   try {
-    handshaken = !identity_ || connection.startTls(*identity_);
-    if (handshaken) {
+    const bool reached = !behindTunnel_ || openTunnel(connection);
+    handshaken = !reached || !identity_ || connection.startTls(*identity_);
+    if (reached && handshaken) {
       script_(connection);
     }
   } catch (const std::exception& exception) {

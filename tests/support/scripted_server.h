@@ -8,7 +8,9 @@
 //   });
 //
 // Role:      each accepted connection runs the script on a thread of its own; what the script
-//            receives is recorded. The script's return closes the connection.
+//            receives is recorded. The script's return closes the connection. Behind a tunnel the
+//            server plays the proxy as well: it takes a CONNECT request, opens the tunnel and is
+//            itself the server at its other end, on the same connection.
 // Threads:   any thread, internal lock. The script may run many times at once: what it captures
 //            must stand that.
 // Ownership: what the script captures must outlive the server.
@@ -34,6 +36,11 @@
 
 namespace test_support {
 
+/// The server of this identity, which is reached through a proxy's tunnel.
+struct TunnelTo {
+  TlsIdentity identity;
+};
+
 class ScriptedServer {
  public:
   using Script = std::function<void(Connection&)>;
@@ -43,6 +50,9 @@ class ScriptedServer {
 
   /// The same over TLS. The script runs only after a handshake that succeeded.
   ScriptedServer(const TlsIdentity& identity, Script script);
+
+  /// The same over TLS in a tunnel, which is opened for every CONNECT request.
+  ScriptedServer(const TunnelTo& tunnel, Script script);
 
   /// Cuts all connections off and waits for the scripts; then reports their failures.
   ~ScriptedServer();
@@ -63,6 +73,10 @@ class ScriptedServer {
   /// All whole requests so far, in the order of their last bytes.
   std::vector<HttpRequest> requests() const;
 
+  /// The heads of the CONNECT requests for which tunnels were opened so far; requests() has none of
+  /// them.
+  std::vector<HttpRequest> tunnels() const;
+
   /// Blocks until so many requests have come; returns all there are then.
   std::vector<HttpRequest> waitForRequests(std::size_t count) const;
 
@@ -78,11 +92,14 @@ class ScriptedServer {
   void stopListening();
 
  private:
+  ScriptedServer(std::optional<TlsIdentity> identity, bool behindTunnel, Script script);
   void acceptAll();
+  bool openTunnel(Connection& connection);
   void serve(Connection& connection);
   void waitUntil(const char* what, const std::function<bool()>& condition) const;
 
   const std::optional<TlsIdentity> identity_;
+  const bool behindTunnel_;
   const Script script_;
   std::uint16_t port_ = 0;
 
@@ -91,6 +108,7 @@ class ScriptedServer {
   std::vector<std::unique_ptr<Connection>> connections_;
   std::vector<std::thread> threads_;
   std::vector<HttpRequest> requests_;
+  std::vector<HttpRequest> tunnels_;
   std::vector<std::string> failures_;
   std::size_t failedHandshakes_ = 0;
   std::size_t finished_ = 0;

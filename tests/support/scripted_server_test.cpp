@@ -78,6 +78,12 @@ class TlsClient {
     SSL_set_tlsext_host_name(ssl_.get(), "localhost");
   }
 
+  /// The answer to a CONNECT request, which has so many bytes.
+  std::string connect(const std::string& target, std::size_t count) {
+    client_.send("CONNECT " + target + " HTTP/1.1\r\n\r\n");
+    return client_.receive(count);
+  }
+
   bool handshake() { return SSL_connect(ssl_.get()) == 1; }
 
   void send(std::string_view bytes) {
@@ -378,6 +384,52 @@ TEST(ScriptedServerTest, ScriptMayBeginTlsAfterPlainBytes) {
   client.send("GET / HTTP/1.1\r\n\r\n");
 
   EXPECT_EQ(client.receiveAll(), "secret");
+}
+
+TEST(ScriptedServerTest, OpensATunnelAndIsTheServerAtItsEnd) {
+  const std::string opened = "HTTP/1.1 200 Connection established\r\n\r\n";
+  TempDir dir;
+  CertificateAuthority authority(dir);
+  ScriptedServer server(TunnelTo{authority.issue()}, [](Connection& connection) {
+    connection.readRequest();
+    connection.send("secret");
+  });
+  TlsClient client(server.port(), authority.certificateFile());
+
+  EXPECT_EQ(client.connect("far:443", opened.size()), opened);
+  ASSERT_TRUE(client.handshake());
+  client.send("GET /x HTTP/1.1\r\n\r\n");
+
+  EXPECT_EQ(client.receiveAll(), "secret");
+  ASSERT_EQ(server.tunnels().size(), 1U);
+  EXPECT_EQ(server.tunnels()[0].target, "far:443");
+  ASSERT_EQ(server.requests().size(), 1U);
+  EXPECT_EQ(server.requests()[0].target, "/x");
+}
+
+TEST(ScriptedServerTest, OpensNoTunnelForAnotherRequest) {
+  TempDir dir;
+  CertificateAuthority authority(dir);
+  ScriptedServer server(TunnelTo{authority.issue()}, [](Connection&) { FAIL(); });
+  Client client(server.port());
+
+  client.send("GET / HTTP/1.1\r\n\r\n");
+
+  EXPECT_EQ(client.receiveAll(), "");
+  server.waitForFinishedConnections(1);
+  EXPECT_THAT(server.takeFailures(), ElementsAre("connection 0: not CONNECT: GET"));
+  EXPECT_THAT(server.tunnels(), IsEmpty());
+}
+
+TEST(ScriptedServerTest, APeerThatAsksForNoTunnelIsNoFailure) {
+  TempDir dir;
+  CertificateAuthority authority(dir);
+  ScriptedServer server(TunnelTo{authority.issue()}, [](Connection&) { FAIL(); });
+  { const Client client(server.port()); }
+
+  server.waitForFinishedConnections(1);
+
+  EXPECT_EQ(server.failedHandshakeCount(), 0U);
 }
 
 }  // namespace
