@@ -1,5 +1,5 @@
-// The process has no descriptor left: requests are answered, creation says what it lacks, and all is
-// well when there are some again.
+// The process has no descriptor left: requests are answered, creation says what it lacks, and all
+// is well when there are some again.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
