@@ -1,8 +1,6 @@
 #include "http/session_factory.h"
 
 #include <Poco/Net/IPAddress.h>
-#include <Poco/Net/InvalidCertificateHandler.h>
-#include <Poco/Net/VerificationErrorArgs.h>
 #include <openssl/ssl.h>
 
 #include <algorithm>
@@ -19,18 +17,17 @@ namespace {
 constexpr char kCiphers[] = "HIGH+TLSv1.2:!COMPLEMENTOFDEFAULT:!PSK:!aNULL:!eNULL";
 constexpr int kVerificationDepth = 9;
 
-// A context without a handler of its own asks the process-wide one, which other code in the host
-// may have set to accept anything.
-class RejectingHandler final : public Poco::Net::InvalidCertificateHandler {
- public:
-  RejectingHandler() : InvalidCertificateHandler(false) {}
-  void onInvalidCertificate(const void*, Poco::Net::VerificationErrorArgs& error) override {
-    error.setIgnoreError(false);
-  }
-};
+// The library asks a handler what to do about a certificate that fails, by default a process-wide
+// one, which other code in the host may have set to accept anything; and it reads the certificate
+// for that, and once more for the host name after the handshake, in a way that ends the process
+// when memory runs out meanwhile. TLS itself knows all that is to be known, and decides alone.
+void decideWithoutTheLibrary(Context& context, bool acceptAny) {
+  const int mode = acceptAny ? SSL_VERIFY_NONE : SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT;
+  SSL_CTX_set_verify(context.sslContext(), mode, nullptr);
+  context.enableExtendedCertificateVerification(false);
+}
 
-// The library compares the host name after the handshake, and not in every case. As part of the
-// verification it cannot be passed over.
+// As part of the verification the host name cannot be passed over.
 void expectPeer(Context& context, const std::string& host) {
   X509_VERIFY_PARAM* const parameters = SSL_CTX_get0_param(context.sslContext());
   Poco::Net::IPAddress address;
@@ -86,10 +83,8 @@ Context::Ptr SessionFactory::tlsContext(const std::string& host) {
                                      settings_.tlsCertificateAuthorityFile,
                                      acceptAny ? Context::VERIFY_NONE : Context::VERIFY_STRICT,
                                      kVerificationDepth, true, kCiphers));
-    if (!acceptAny) {
-      context->setInvalidCertificateHandler(new RejectingHandler());
-      expectPeer(*context, host);
-    }
+    decideWithoutTheLibrary(*context, acceptAny);
+    if (!acceptAny) expectPeer(*context, host);
     tlsContext_ = context;
   }
   return tlsContext_;

@@ -19,6 +19,7 @@ OTHERS = [
     "lib/libovclient.so",
     "bin/chainhost",
 ]
+SHIPPED = [PLUGIN, *OTHERS]
 
 
 def readelf(file, selection):
@@ -42,45 +43,46 @@ def values(file, name):
     return [value for entry, value in entries(file) if entry == name]
 
 
+def flags(file):
+    return " ".join(values(file, "FLAGS_1"))
+
+
 class ElfTest(unittest.TestCase):
-    def each(self, files):
+    def check(self, files, look):
         for file in files:
             with self.subTest(file=file):
-                yield file
+                look(file)
 
     def test_no_stack_may_be_executed(self):
-        for file in self.each([PLUGIN, *OTHERS]):
-            self.assertEqual(segments(file)["GNU_STACK"], "RW")
+        self.check(SHIPPED, lambda file: self.assertEqual(segments(file)["GNU_STACK"], "RW"))
 
     def test_relocated_data_are_read_only(self):
-        for file in self.each([PLUGIN, *OTHERS]):
-            self.assertEqual(segments(file)["GNU_RELRO"], "R")
+        self.check(SHIPPED, lambda file: self.assertEqual(segments(file)["GNU_RELRO"], "R"))
 
     def test_no_code_is_relocated(self):
-        for file in self.each([PLUGIN, *OTHERS]):
-            self.assertEqual(values(file, "TEXTREL"), [])
+        self.check(SHIPPED, lambda file: self.assertEqual(values(file, "TEXTREL"), []))
 
     def test_no_memory_is_both_written_and_executed(self):
-        for file in self.each([PLUGIN, *OTHERS]):
-            self.assertNotIn("RWE", readelf(file, "--segments"))
+        self.check(SHIPPED, lambda file: self.assertNotIn("RWE", readelf(file, "--segments")))
 
     def test_all_functions_are_bound_at_once(self):
-        for file in self.each(OTHERS):
-            self.assertRegex(" ".join(values(file, "FLAGS_1")), r"\bNOW\b")
+        self.check(OTHERS, lambda file: self.assertRegex(flags(file), r"\bNOW\b"))
 
     def test_the_plugin_is_bound_as_its_host_wishes(self):
         """It can be loaded by one that lacks a function which is not called."""
-        self.assertNotRegex(" ".join(values(PLUGIN, "FLAGS_1")), r"\bNOW\b")
+        self.assertNotRegex(flags(PLUGIN), r"\bNOW\b")
 
     def test_the_program_has_no_fixed_address(self):
-        self.assertRegex(" ".join(values("bin/chainhost", "FLAGS_1")), r"\bPIE\b")
+        self.assertRegex(flags("bin/chainhost"), r"\bPIE\b")
 
     def test_libraries_are_looked_for_beside_what_needs_them(self):
-        for file in self.each([PLUGIN, *OTHERS]):
+        def look(file):
             beside = "$ORIGIN/../lib" if file.startswith("bin/") else "$ORIGIN"
 
             self.assertEqual(values(file, "RPATH"), [])
             self.assertEqual(values(file, "RUNPATH"), [f"Library runpath: [{beside}]"])
+
+        self.check(SHIPPED, look)
 
 
 if __name__ == "__main__":

@@ -211,9 +211,9 @@ TEST_F(LoggerTest, ExceptionOfTheHostCostsTheLineOnly) {
   const Logger logger("X");
   const ThreadLogger threadLogger(logger, 3);
 
-  for (const auto& failure : {std::make_exception_ptr(std::bad_alloc()),
-                              std::make_exception_ptr(std::runtime_error("no disk")),
-                              std::make_exception_ptr(42)}) {
+  for (const auto& failure :
+       {std::make_exception_ptr(std::bad_alloc()),
+        std::make_exception_ptr(std::runtime_error("no disk")), std::make_exception_ptr(42)}) {
     host_.throwFromLog(failure);
     logger.log(LogLevel::Error, "lost");
     threadLogger.log(LogLevel::Error, "lost");

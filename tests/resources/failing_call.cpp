@@ -46,6 +46,19 @@ bool fails(Call call) {
   return true;
 }
 
+// By number: whether the plugin made it.
+std::array<std::atomic<bool>, 1024> made{};
+
+void mark(int descriptor, bool isPlugins) {
+  const auto number = static_cast<std::size_t>(descriptor);
+  if (number < made.size()) made[number] = isPlugins;  // not for -1 either
+}
+
+int noted(int descriptor) {
+  if (onPluginThread()) mark(descriptor, true);
+  return descriptor;
+}
+
 std::size_t limited(std::size_t bytes) {
   const std::size_t most = transferMax;
   return most == 0 || !onPluginThread() ? bytes : std::min(bytes, most);
@@ -73,6 +86,10 @@ bool endFailure() {
   return hasFailed;
 }
 
+std::size_t pluginDescriptors() {
+  return static_cast<std::size_t>(std::count(made.begin(), made.end(), true));
+}
+
 void limitTransfers(std::size_t bytes) { transferMax = bytes; }
 
 }  // namespace test_support
@@ -81,12 +98,14 @@ using test_support::Call;
 using test_support::fails;
 using test_support::limited;
 using test_support::nextFunction;
+using test_support::noted;
 
 namespace {
 
 int closed(int descriptor, int (*next)(int)) {
   const bool isFailing = fails(Call::Close);
   const int error = errno;
+  test_support::mark(descriptor, false);
   const int result = next(descriptor);
   if (!isFailing) return result;
   errno = error;
@@ -99,7 +118,7 @@ extern "C" {
 
 RESOURCES_EXPORT int socket(int domain, int type, int protocol) noexcept {
   static const auto next = nextFunction<decltype(&socket)>("socket");
-  return fails(Call::Socket) ? -1 : next(domain, type, protocol);
+  return fails(Call::Socket) ? -1 : noted(next(domain, type, protocol));
 }
 
 RESOURCES_EXPORT int connect(int descriptor, const sockaddr* address, socklen_t length) {
@@ -136,7 +155,9 @@ RESOURCES_EXPORT int fcntl(int descriptor, int command, ...) {
   va_start(values, command);
   void* const value = va_arg(values, void*);
   va_end(values);
-  return fails(Call::DescriptorFlags) ? -1 : next(descriptor, command, value);
+  if (fails(Call::DescriptorFlags)) return -1;
+  const int result = next(descriptor, command, value);
+  return command == F_DUPFD_CLOEXEC || command == F_DUPFD ? noted(result) : result;
 }
 
 RESOURCES_EXPORT int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
@@ -151,7 +172,7 @@ RESOURCES_EXPORT int epoll_wait(int descriptor, epoll_event* events, int count, 
 
 RESOURCES_EXPORT int epoll_create(int size) noexcept {
   static const auto next = nextFunction<decltype(&epoll_create)>("epoll_create");
-  return fails(Call::PollSetUp) ? -1 : next(size);
+  return fails(Call::PollSetUp) ? -1 : noted(next(size));
 }
 
 RESOURCES_EXPORT int epoll_ctl(int descriptor, int operation, int watched,

@@ -41,6 +41,9 @@ bool endFailure();
 /// From now on a call reads or writes at most so many bytes; 0: as many as it is asked for.
 void limitTransfers(std::size_t bytes);
 
+/// Descriptors that the plugin's threads have made and nobody has closed.
+std::size_t pluginDescriptors();
+
 /// The name that getaddrinfo knows, as 127.0.0.1, without asking anybody.
 inline constexpr char kKnownHost[] = "server.test";
 
