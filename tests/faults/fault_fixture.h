@@ -88,8 +88,8 @@ class FaultFixture : public testing::Test {
   /// Another one from the same authority.
   static test_support::TlsIdentity issueTrusted(const test_support::CertificateText& text);
 
-  /// Takes the CONNECT request and opens the tunnel, if the wire has one. False: the peer has closed
-  /// before.
+  /// Takes the CONNECT request and opens the tunnel, if the wire has one. False: the peer has
+  /// closed before.
   static bool openTunnelOver(Wire wire, test_support::Connection& connection);
 
   /// Serves a connection as nothing were wrong: tunnel and TLS as the wire has them, then

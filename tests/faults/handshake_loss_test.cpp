@@ -137,8 +137,8 @@ INSTANTIATE_TEST_SUITE_P(TunnelFaults, HandshakeLossTest,
 
 class ResettingServerTest : public WireTest {};
 
-// Whether that is noticed when connecting, when sending or when receiving is a matter of chance, and
-// with it how often it is tried and which lines come.
+// Whether that is noticed when connecting, when sending or when receiving is a matter of chance,
+// and with it how often it is tried and which lines come.
 TEST_P(ResettingServerTest, FailsWhenEveryConnectionIsResetOnceItIsAccepted) {
   useWire(GetParam());
   std::atomic<bool> isWell = false;

@@ -4,8 +4,6 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-using test_support::FaultServer;
-
 constexpr char kForeign[] = "HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\nforeign";
 
 struct Sent {

@@ -43,7 +43,7 @@ ContextPtr newContext(const TlsIdentity& identity) {
   return context;
 }
 
-// Making one takes longer than a handshake. The latest is kept: the servers of one test rarely differ.
+// Making one takes longer than a handshake. The latest is kept: a test's servers rarely differ.
 ContextPtr contextOf(const TlsIdentity& identity) {
   static std::mutex mutex;
   static std::string certificateFile;
