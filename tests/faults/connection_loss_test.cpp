@@ -8,10 +8,6 @@ constexpr char kGood[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 constexpr char kHalfHead[] = "HTTP/1.1 200 OK\r\nContent-Len";
 constexpr char kWholeLines[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n";
 
-constexpr char kNoMessage[] = "Poco::Net::NoMessageException";
-constexpr char kIo[] = "Poco::IOException";
-constexpr char kCut[] = "Connection closed inside the response head";
-
 Outcome answeredAfter(const std::string& line) {
   Outcome outcome = answered("ok");
   outcome.lines = {line};
@@ -23,38 +19,49 @@ Outcome answeredAfter(const std::string& line) {
 const std::vector<Fault> kFaults = {
     {"ClosedOnce",
      {{"", Then::Close}, {kGood}},
-     answeredAfter(retryLine(kNoMessage, "No message received"))},
+     answeredAfter(retryLine(kNoMessage, kNothingCame))},
     {"ClosedOnceForAPost",
      {{"", Then::Close}, {kGood}},
-     answeredAfter(retryLine(kNoMessage, "No message received")),
+     answeredAfter(retryLine(kNoMessage, kNothingCame)),
      "POST",
      "body"},
-    {"ClosedTwice", {{"", Then::Close}}, failedTwice(kNoMessage, "No message received")},
-    {"ResetOnce",
-     {{"", Then::Reset}, {kGood}},
-     answeredAfter(retryLine(kIo, "Connection reset by peer"))},
-    {"ResetTwice", {{"", Then::Reset}}, failedTwice(kIo, "Connection reset by peer")},
+    {"ClosedTwice", {{"", Then::Close}}, failedTwice(kNoMessage, kNothingCame)},
+    {"ResetOnce", {{"", Then::Reset}, {kGood}}, answeredAfter(retryLine(kIo, kReset))},
+    {"ResetTwice", {{"", Then::Reset}}, failedTwice(kIo, kReset)},
     {"ClosedThenReset",
      {{"", Then::Close}, {"", Then::Reset}},
-     failed("Connection reset by peer", "", {retryLine(kNoMessage, "No message received")}, 2)},
+     failed(kReset, "", {retryLine(kNoMessage, kNothingCame)}, 2)},
     {"ClosedInTheHeadOnce",
      {{kHalfHead, Then::Close}, {kGood}},
-     answeredAfter(retryLine(kIo, "Malformed message", kCut))},
+     answeredAfter(retryLine(kIo, "Malformed message", kCutHead))},
     {"ClosedInTheHeadTwice",
      {{kHalfHead, Then::Close}},
-     failedTwice(kIo, "Malformed message", kCut)},
+     failedTwice(kIo, "Malformed message", kCutHead)},
+    {"ClosedInTheStatusLineOnce",
+     {{"HTTP/1.1 2", Then::Close}, {kGood}},
+     answeredAfter(retryLine(kIo, "Malformed message", kCutHead))},
+    {"ResetInTheStatusLineOnce",
+     {{"HTTP/1.1 2", Then::Reset}, {kGood}},
+     answeredAfter(retryLine(kIo, kReset))},
+    {"ClosedBehindTheStatusLineOnce",
+     {{"HTTP/1.1 200 OK\r\n", Then::Close}, {kGood}},
+     answeredAfter(retryLine(kIo, "Malformed message", kCutHead))},
+    {"ResetBehindTheStatusLineOnce",
+     {{"HTTP/1.1 200 OK\r\n", Then::Reset}, {kGood}},
+     answeredAfter(retryLine(kIo, kReset))},
     {"ClosedBetweenHeaderLines",
      {{kWholeLines, Then::Close}},
-     failedTwice(kIo, "Malformed message", kCut)},
+     failedTwice(kIo, "Malformed message", kCutHead)},
     {"ResetInTheHeadOnce",
      {{kHalfHead, Then::Reset}, {kGood}},
-     answeredAfter(retryLine(kIo, "Connection reset by peer"))},
-    {"ResetInTheHeadTwice",
-     {{kHalfHead, Then::Reset}},
-     failedTwice(kIo, "Connection reset by peer")},
+     answeredAfter(retryLine(kIo, kReset))},
+    {"ResetInTheHeadTwice", {{kHalfHead, Then::Reset}}, failedTwice(kIo, kReset)},
+    {"ResetBehindAnInterimAnswer",
+     {{"HTTP/1.1 103 Early Hints\r\n\r\n", Then::Reset}},
+     failedTwice(kIo, kReset)},
     {"ClosedBehindAnInterimAnswer",
      {{"HTTP/1.1 100 Continue\r\n\r\n", Then::Close}},
-     failedTwice(kNoMessage, "No message received")},
+     failedTwice(kNoMessage, kNothingCame)},
 };
 
 class ConnectionLossTest : public FaultTest {};

@@ -61,7 +61,6 @@ FaultFixture::FaultFixture() {
   // The platform's authorities vouch for no server here, and loading them takes longer than a test.
   setenv("SSL_CERT_FILE", "/dev/null", 1);
   host_.setLogLevel(kDebug);
-  configure("host", data_t("127.0.0.1"));
   configure("timeoutSecs", data_t(30));  // nothing here waits for it but a test that fails
   configure("authenticationType", data_t("HTTP_BASIC"));
   configure("user", data_t(Secrets::kUser));
@@ -110,7 +109,26 @@ void FaultFixture::configure(const char* key, data_t value) {
 const test_support::TlsIdentity& FaultFixture::useTls() {
   configure("tls", data_t(true));
   configure("tlsCertificateAuthorityFile", data_t(trust().authority.certificateFile()));
-  return trust().identity;
+  return trustedIdentity();
+}
+
+const test_support::TlsIdentity& FaultFixture::trustedIdentity() { return trust().identity; }
+
+test_support::TlsIdentity FaultFixture::issueTrusted(const test_support::CertificateText& text) {
+  return trust().authority.issue(text);
+}
+
+bool FaultFixture::openTunnelOver(Wire wire, test_support::Connection& connection) {
+  if (wire != Wire::OverTunnel) return true;
+  const auto request = connection.readHead();
+  return request && connection.trySend("HTTP/1.1 200 Connection established\r\n\r\n");
+}
+
+void FaultFixture::serveWell(Wire wire, test_support::Connection& connection) {
+  using namespace test_support;
+  if (!openTunnelOver(wire, connection)) return;
+  if (isTls(wire) && !connection.startTls(trustedIdentity())) return;
+  ScriptedServer::answeringAll(FaultServer::nextAnswer())(connection);
 }
 
 void FaultFixture::useWire(Wire wire) {
@@ -123,9 +141,10 @@ void FaultFixture::create(std::uint16_t port) {
   end();
   map_t entries = config_.copy();
   entries.insert(data_t("port"), data_t(std::int64_t{hasProxy(wire_) ? originPort_.port() : port}));
+  entries.insert(data_t("host"), data_t(hasProxy(wire_) ? "127.0.0.1" : firstHost_));
   if (hasProxy(wire_)) {
     map_t proxy;
-    proxy.insert(data_t("host"), data_t("127.0.0.1"));
+    proxy.insert(data_t("host"), data_t(firstHost_));
     proxy.insert(data_t("port"), data_t(std::int64_t{port}));
     proxy.insert(data_t("authentication"),
                  data_t(textMap({{"authenticationType", "HTTP_BASIC"},
@@ -185,6 +204,20 @@ void FaultFixture::receive(void* self, kel_message* first, kel_message* end) {
     fixture.answers_.push_back(std::move(answer));
     fixture.answered_.notify_all();
   }
+}
+
+void FaultFixture::expectOutcome(const Answer& answer, const Outcome& expected) const {
+  EXPECT_EQ(answer.status, expected.status);
+  EXPECT_EQ(answer.reason, expected.reason);
+  EXPECT_EQ(answer.payload, expected.payload);
+  EXPECT_EQ(overallStatus(), expected.overall);
+  EXPECT_EQ(lines(), expected.lines);
+}
+
+void FaultFixture::expectNextSucceeds() {
+  using test_support::FaultServer;
+  const Answer answer = perform(RequestMessage("GET", FaultServer::kNextPath, ""));
+  expectOutcome(answer, answered(FaultServer::kNextBody));
 }
 
 std::vector<std::string> FaultFixture::lines() const {

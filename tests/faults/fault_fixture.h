@@ -20,12 +20,13 @@
 #include <utility>
 #include <vector>
 
+#include "faults/fault_server.h"
+#include "faults/outcome.h"
 #include "http/messages.h"
 #include "kel/plugin.h"
 #include "support/certificates.h"
 #include "support/fake_host.h"
 #include "support/loopback.h"
-#include "support/scripted_server.h"
 #include "support/temp_dir.h"
 
 namespace com::corvane::connectivity::plugins {
@@ -55,8 +56,8 @@ struct Secrets {
   static constexpr char kProxyUser[] = "proxy-user";
   static constexpr char kProxyPassword[] = "word-of-the-proxy";
   static constexpr char kProxyCredentials[] = "cHJveHktdXNlcjp3b3JkLW9mLXRoZS1wcm94eQ==";
-  static constexpr char kCookie[] = "value-of-the-cookie";      // in every request message
-  static constexpr char kJarCookie[] = "value-out-of-the-jar";  // given by a server
+  static constexpr char kCookie[] = "value-of-the-cookie";  // in every request message
+  static constexpr const char* kJarCookie = test_support::FaultServer::kCookie;
 };
 
 /// A response message, taken apart.
@@ -80,6 +81,24 @@ class FaultFixture : public testing::Test {
   /// TLS towards a server with the identity that is returned, which the plugin trusts. It is the
   /// same one in all tests of the program.
   const test_support::TlsIdentity& useTls();
+
+  /// The identity that useTls returns, for a server that begins TLS itself.
+  static const test_support::TlsIdentity& trustedIdentity();
+
+  /// Another one from the same authority.
+  static test_support::TlsIdentity issueTrusted(const test_support::CertificateText& text);
+
+  /// Takes the CONNECT request and opens the tunnel, if the wire has one. False: the peer has
+  /// closed before.
+  static bool openTunnelOver(Wire wire, test_support::Connection& connection);
+
+  /// Serves a connection as nothing were wrong: tunnel and TLS as the wire has them, then
+  /// FaultServer::nextAnswer for every request.
+  static void serveWell(Wire wire, test_support::Connection& connection);
+
+  /// From the next create on the plugin connects to this host, the proxy where there is one;
+  /// "127.0.0.1" at first.
+  void reachBy(const std::string& host) { firstHost_ = host; }
 
   /// From the next create on: TLS and a proxy as the wire has them, or neither.
   void useWire(Wire wire);
@@ -115,6 +134,13 @@ class FaultFixture : public testing::Test {
   /// Blocks until all requests so far are answered. Result: the answers, in the order they came.
   std::vector<Answer> waitForAnswers();
 
+  /// Compares the answer, the lines since its perform began and the overall status.
+  void expectOutcome(const Answer& answer, const Outcome& expected) const;
+
+  /// Performs the request that a FaultServer always answers; it must succeed, as if nothing had
+  /// ever been wrong.
+  void expectNextSucceeds();
+
   /// The worker's lines since the latest perform began, as "WARN text"; without those two that
   /// come with every request.
   std::vector<std::string> lines() const;
@@ -134,6 +160,7 @@ class FaultFixture : public testing::Test {
 
   map_t config_;
   Wire wire_ = Wire::Plain;
+  std::string firstHost_ = "127.0.0.1";
   const test_support::RefusingPort originPort_;  // of the server behind a proxy
   void* plugin_ = nullptr;
   std::int64_t requests_ = 0;

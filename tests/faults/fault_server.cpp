@@ -4,30 +4,40 @@
 
 namespace test_support {
 
+bool carryOut(Then then, Connection& connection) {
+  switch (then) {
+    case Then::Keep:
+      return true;
+    case Then::Close:
+      connection.close();
+      break;
+    case Then::Cut:
+      connection.closeWithoutNotify();
+      break;
+    case Then::Reset:
+      connection.reset();
+      break;
+    case Then::Stall:
+      connection.waitUntilClosed();
+      break;
+  }
+  return false;
+}
+
+std::string FaultServer::nextAnswer() {
+  return std::string("HTTP/1.1 200 OK\r\nSet-Cookie: jar=") + kCookie +
+         "; Path=/\r\nContent-Length: 4\r\n\r\n" + kNextBody;
+}
+
 void FaultServer::serve(Connection& connection) {
-  const std::string next = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n" + std::string(kNextBody);
   while (const auto request = connection.readRequest()) {
     if (request->target.ends_with(kNextPath)) {
-      connection.send(next);
+      connection.send(nextAnswer());
       continue;
     }
     const Step& step = steps_[std::min(stepsTaken_++, steps_.size() - 1)];
     connection.trySend(step.bytes);
-    switch (step.then) {
-      case Then::Keep:
-        break;
-      case Then::Close:
-        return;
-      case Then::Cut:
-        connection.closeWithoutNotify();
-        return;
-      case Then::Reset:
-        connection.reset();
-        return;
-      case Then::Stall:
-        connection.waitUntilClosed();
-        return;
-    }
+    if (!carryOut(step.then, connection)) return;
   }
 }
 

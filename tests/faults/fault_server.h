@@ -26,6 +26,9 @@ enum class Then {
   Stall,  // nothing, until the client gives up
 };
 
+/// Does it. Returns whether the connection goes on.
+bool carryOut(Then then, Connection& connection);
+
 struct Step {
   std::string bytes;
   Then then = Then::Keep;
@@ -35,6 +38,10 @@ class FaultServer {
  public:
   static constexpr char kNextPath[] = "/next";
   static constexpr char kNextBody[] = "next";
+  static constexpr char kCookie[] = "value-out-of-the-jar";
+
+  /// What is answered to kNextPath. It sets the cookie "jar" to kCookie, for all paths.
+  static std::string nextAnswer();
 
   explicit FaultServer(std::vector<Step> steps)
       : steps_(std::move(steps)), server_([this](Connection& connection) { serve(connection); }) {}

@@ -13,38 +13,12 @@
 
 #include "faults/fault_fixture.h"
 #include "faults/fault_server.h"
+#include "faults/outcome.h"
 
 namespace com::corvane::connectivity::plugins {
 
 using test_support::Step;
 using test_support::Then;
-
-/// What one request comes to.
-struct Outcome {
-  std::int64_t status = 200;
-  std::string reason = "OK";
-  std::string payload;
-  std::string overall = "ONLINE";
-  std::vector<std::string> lines;
-  std::size_t attempts = 1;  // requests that the server saw
-  bool kept = false;         // whether the next request uses the connection of the last attempt
-};
-
-/// An exchange that succeeds, as far as the host can tell.
-Outcome answered(const std::string& payload);
-
-/// A failure response after `attempts` attempts, with `lines` ahead of the WARN line. `name` and
-/// `message` are those of the exception; the message may be empty.
-Outcome failed(const std::string& name, const std::string& message = "",
-               std::vector<std::string> lines = {}, std::size_t attempts = 1);
-
-/// The same after one retry, which ended as the first attempt did.
-Outcome failedTwice(const std::string& kind, const std::string& name,
-                    const std::string& message = "");
-
-/// The line at DEBUG that announces the one retry.
-std::string retryLine(const std::string& kind, const std::string& name,
-                      const std::string& message = "");
 
 struct Fault {
   std::string name;

@@ -27,10 +27,11 @@ const std::vector<Fault> kFaults = {
     before("EarlyHints", kEarlyHints),
     before("UnknownInterim", "HTTP/1.1 199 Soon\r\nContent-Length: 5\r\n\r\n"),
     before("AllOfThem", std::string(kContinue) + kProcessing + kEarlyHints),
+    before("SeventeenContinues", times(17, kContinue)),
     before("AThousand", times(1000, kEarlyHints)),
     {"NoEndOfThem",
      {{times(100, "HTTP/1.1 103 Hint\r\nX: " + std::string(20000, 'y') + "\r\n\r\n")}},
-     failedTwice("Poco::IOException", "Malformed message", "Too many interim responses")},
+     failedTwice(kIo, "Malformed message", "Too many interim responses")},
 };
 
 class InterimResponseTest : public FaultTest {};

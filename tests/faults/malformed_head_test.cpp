@@ -4,8 +4,6 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr char kIo[] = "Poco::IOException";
-
 std::string head(const std::string& fields) {
   return "HTTP/1.1 200 OK\r\n" + fields + "Content-Length: 2\r\n\r\nok";
 }

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "faults/fault_test.h"
-#include "support/loopback.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
@@ -11,104 +10,89 @@ namespace {
 using test_support::Connection;
 using test_support::FaultServer;
 using test_support::ScriptedServer;
-using testing::IsEmpty;
 
-class ProxyFaultTest : public FaultFixture {
- protected:
-  /// A transport for 127.0.0.1:8443 behind a proxy.
-  void createBehind(std::uint16_t proxyPort) {
-    map_t proxy;
-    proxy.insert(data_t("host"), data_t("127.0.0.1"));
-    proxy.insert(data_t("port"), data_t(std::int64_t{proxyPort}));
-    configure("proxy", data_t(std::move(proxy)));
-    create(8443);
-  }
+constexpr char kNotAuthenticated[] =
+    "HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"x\"\r\n"
+    "Content-Length: 4\r\n\r\nwho?";
+constexpr char kNotReached[] = "HTTP/1.1 502 Bad Gateway\r\nContent-Length: 4\r\n\r\ndown";
+
+const std::vector<Fault> kAnswers = {
+    {"AuthenticationRequired",
+     {{kNotAuthenticated}},
+     {407, "Proxy Authentication Required", "who?", "ONLINE", {}, 1, true}},
+    {"BadGateway", {{kNotReached}}, {502, "Bad Gateway", "down", "ONLINE", {}, 1, true}},
 };
 
-TEST_F(ProxyFaultTest, AnswersWithWhatTheProxySays) {
-  FaultServer proxy({{"HTTP/1.1 502 Bad Gateway\r\nContent-Length: 4\r\n\r\ndown"}});
-  createBehind(proxy.server().port());
+class ProxyAnswerTest : public FaultTest {};
 
-  const Answer answer = perform(RequestMessage("GET", "/", ""));
+TEST_P(ProxyAnswerTest, IsTheAnswerToAPlainRequest) { meetsIt(); }
 
-  EXPECT_EQ(answer.status, 502);
-  EXPECT_EQ(answer.payload, "down");
-  EXPECT_EQ(overallStatus(), "ONLINE");
-  EXPECT_THAT(lines(), IsEmpty());
-  end();
-}
+INSTANTIATE_TEST_SUITE_P(Faults, ProxyAnswerTest,
+                         testing::Combine(testing::ValuesIn(kAnswers),
+                                          testing::Values(Wire::ThroughProxy)),
+                         FaultTest::nameOf);
 
 struct Refusal {
-  const char* name;
-  std::string bytes;  // of the proxy, which then closes
+  std::string name;
+  std::string bytes;  // of the proxy
   Outcome outcome;
+  Then then = Then::Close;
 
   friend void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.name; }
 };
 
-class ProxyTunnelTest : public ProxyFaultTest, public testing::WithParamInterface<Refusal> {
+class ProxyTunnelTest : public FaultFixture, public testing::WithParamInterface<Refusal> {
  public:
   static std::string nameOf(const testing::TestParamInfo<Refusal>& info) { return info.param.name; }
 };
 
+Refusal refused(const std::string& name, const std::string& status, const std::string& fields,
+                Then then = Then::Close) {
+  const std::string reason = status.substr(4);
+  return {name, "HTTP/1.1 " + status + "\r\n" + fields + "\r\n",
+          failedTwice(kIo, "HTTP Exception", "Cannot establish proxy connection: " + reason), then};
+}
+
+constexpr char kFalseAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfalse";
+
 const std::vector<Refusal> kRefusals = {
-    {"AuthenticationRequired",
-     "HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n",
-     failedTwice("Poco::IOException", "HTTP Exception",
-                 "Cannot establish proxy connection: Proxy Authentication Required")},
-    {"BadGateway", "HTTP/1.1 502 Bad Gateway\r\nContent-Length: 4\r\n\r\ndown",
-     failedTwice("Poco::IOException", "HTTP Exception",
-                 "Cannot establish proxy connection: Bad Gateway")},
+    refused("AuthenticationRequired", "407 Proxy Authentication Required", "Content-Length: 0\r\n"),
+    refused("AuthenticationRequiredInWords", "407 Proxy Authentication Required",
+            std::string("Content-Length: 43\r\n\r\n") + kFalseAnswer),
+    refused("AuthenticationRequiredAndNoEnd", "407 Proxy Authentication Required",
+            "Content-Length: 0\r\n", Then::Stall),
+    refused("BadGateway", "502 Bad Gateway", "Content-Length: 4\r\n\r\ndown"),
+    refused("BadGatewayAndReset", "502 Bad Gateway", "Content-Length: 0\r\n", Then::Reset),
+    refused("Redirect", "302 Found", "Location: http://elsewhere/\r\nContent-Length: 0\r\n"),
     {"Garbage", "garbage\r\n\r\n",
-     failedTwice("Poco::IOException", "Malformed message", "Invalid status line")},
-    {"NoAnswer", "", failedTwice("Poco::Net::NoMessageException", "No message received")},
+     failedTwice(kIo, "Malformed message", "Invalid status line")},
+    {"NoAnswer", "", failedTwice(kNoMessage, kNothingCame)},
+    {"Reset", "", failedTwice(kIo, kReset), Then::Reset},
 };
 
 TEST_P(ProxyTunnelTest, FailsWhenTheProxyOpensNone) {
-  const test_support::TlsIdentity identity = useTls();
-  const Outcome& expected = GetParam().outcome;
+  const Refusal& refusal = GetParam();
+  useWire(Wire::OverTunnel);
   ScriptedServer proxy([&](Connection& connection) {
-    const auto connect = connection.readRequest();
-    if (!connect) return;
-    if (connection.index() < 2) {
-      connection.send(GetParam().bytes);
-      return;
-    }
-    connection.send("HTTP/1.1 200 Connection established\r\n\r\n");
-    if (!connection.startTls(identity) || !connection.readRequest()) return;
-    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-    connection.waitUntilClosed();
+    const std::size_t attempts = refusal.outcome.attempts;
+    if (connection.index() >= attempts) return serveWell(Wire::OverTunnel, connection);
+    if (!connection.readRequest()) return;
+    connection.send(refusal.bytes);
+    carryOut(refusal.then, connection);
   });
-  createBehind(proxy.port());
+  create(proxy.port());
 
-  const Answer answer = perform(RequestMessage("GET", "/", ""));
-  EXPECT_EQ(answer.status, 400);
-  EXPECT_EQ(answer.reason, expected.reason);
-  EXPECT_EQ(overallStatus(), "FAILED");
-  EXPECT_EQ(lines(), expected.lines);
-  EXPECT_EQ(proxy.connectionCount(), 2u);
+  expectOutcome(perform(RequestMessage("POST", "/fault", "body")), refusal.outcome);
+  EXPECT_EQ(proxy.connectionCount(), refusal.outcome.attempts);
+  EXPECT_EQ(proxy.requests().size(), refusal.outcome.attempts);
   for (const auto& request : proxy.requests()) EXPECT_EQ(request.method, "CONNECT");
 
-  EXPECT_EQ(perform(RequestMessage("GET", "/", "")).payload, "ok");
-  EXPECT_EQ(overallStatus(), "ONLINE");
+  expectNextSucceeds();
   end();
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, ProxyTunnelTest, testing::ValuesIn(kRefusals),
                          ProxyTunnelTest::nameOf);
-
-TEST_F(ProxyFaultTest, FailsWhenTheProxyRefusesTheConnection) {
-  const test_support::RefusingPort refusing;
-  useTls();
-  createBehind(refusing.port());
-
-  const Answer answer = perform(RequestMessage("GET", "/", ""));
-
-  const Outcome expected = failedTwice("Poco::IOException", "Connection refused");
-  EXPECT_EQ(answer.reason, expected.reason);
-  EXPECT_EQ(overallStatus(), "FAILED");
-  EXPECT_EQ(lines(), expected.lines);
-}
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

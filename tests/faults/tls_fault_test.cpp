@@ -1,103 +1,97 @@
-// Servers that are not trusted, and TLS streams that are cut.
+// Servers that are not trusted, that speak no TLS, and that end it without saying so.
 #include "faults/fault_test.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
 
 using test_support::CertificateText;
+using test_support::Connection;
 using test_support::FaultServer;
+using test_support::ScriptedServer;
 using test_support::TlsIdentity;
 
-const std::string kLengthOfTen = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
-constexpr char kIo[] = "Poco::IOException";
-constexpr char kSsl[] = "SSL Exception";
 constexpr char kNotTrusted[] = "error:0A000086:SSL routines::certificate verify failed";
-constexpr char kCut[] = "error:0A000126:SSL routines::unexpected eof while reading";
+constexpr char kNoTls[] = "error:0A00010B:SSL routines::wrong version number";
 
-class TlsFaultTest : public FaultFixture {
+class TlsFaultTest : public WireTest {
  protected:
-  /// One request to a server that is not to be trusted: it must not see a byte of it.
+  /// Two attempts get a server that is not to be trusted, which must not see a byte of the request;
+  /// the next request gets one that is.
   void refuses(const TlsIdentity& identity) {
-    FaultServer server(identity, {{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}});
-    create(server.server().port());
-    compare(perform(RequestMessage("POST", "/", "secret")), failedTwice(kIo, kSsl, kNotTrusted));
-    EXPECT_EQ(server.server().connectionCount(), 2u);
-    EXPECT_EQ(server.server().requests().size(), 0u);
-    end();
-  }
+    useWire(GetParam());
+    ScriptedServer server([&](Connection& connection) {
+      if (connection.index() >= 2) return serveWell(GetParam(), connection);
+      if (openTunnelOver(GetParam(), connection)) connection.startTls(identity);
+    });
+    create(server.port());
+    expectOutcome(perform(RequestMessage("POST", "/", "secret")),
+                  failedTwice(kIo, kSsl, kNotTrusted));
+    EXPECT_EQ(server.connectionCount(), 2u);
+    EXPECT_EQ(server.requests().size(), 0u);
 
-  /// One request to a server that cuts the stream off behind these bytes, then another one.
-  void meetsCutBehind(const std::string& bytes, const Outcome& expected) {
-    FaultServer server(useTls(), {{bytes, Then::Cut}});
-    create(server.server().port());
-    compare(perform(RequestMessage("GET", "/", "")), expected);
-    EXPECT_EQ(server.server().requests().size(), expected.attempts);
-    server.server().waitForFinishedConnections(expected.attempts);
-    EXPECT_EQ(perform(RequestMessage("GET", FaultServer::kNextPath, "")).payload, "next");
-    EXPECT_EQ(overallStatus(), "ONLINE");
+    expectNextSucceeds();
+    EXPECT_EQ(server.connectionCount(), 3u);
     end();
-  }
-
-  void compare(const Answer& answer, const Outcome& expected) {
-    EXPECT_EQ(answer.status, expected.status);
-    EXPECT_EQ(answer.reason, expected.reason);
-    EXPECT_EQ(answer.payload, expected.payload);
-    EXPECT_EQ(overallStatus(), expected.overall);
-    EXPECT_EQ(lines(), expected.lines);
   }
 
   test_support::TempDir dir_;
 };
 
-TEST_F(TlsFaultTest, SendsNothingToAServerThatNobodyVouchesFor) {
-  useTls();
-
+TEST_P(TlsFaultTest, SendsNothingToAServerThatNobodyVouchesFor) {
   refuses(selfSigned(dir_, "self"));
 }
 
-TEST_F(TlsFaultTest, SendsNothingToAServerOfAnotherName) {
+TEST_P(TlsFaultTest, SendsNothingToAServerOfAnotherName) {
   CertificateText text;
   text.commonName = "elsewhere";
   text.dnsNames = {"elsewhere"};
   text.addresses = {"127.0.0.2"};
-  test_support::CertificateAuthority authority(dir_);
-  configure("tls", data_t(true));
-  configure("tlsCertificateAuthorityFile", data_t(authority.certificateFile()));
 
-  refuses(authority.issue(text));
+  refuses(issueTrusted(text));
 }
 
-TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheServerSpeaksNoTls) {
-  useTls();
-  test_support::ScriptedServer server([](test_support::Connection& connection) {
+TEST_P(TlsFaultTest, SendsNothingToAServerWhoseCertificateHasExpired) {
+  CertificateText text;
+  text.validFromDays = -3;
+  text.validUntilDays = -2;
+
+  refuses(issueTrusted(text));
+}
+
+TEST_P(TlsFaultTest, FailsAfterOneRetryWhenTheServerSpeaksNoTls) {
+  useWire(GetParam());
+  ScriptedServer server([](Connection& connection) {
+    if (connection.index() >= 2) return serveWell(GetParam(), connection);
+    if (!openTunnelOver(GetParam(), connection)) return;
     connection.readSome();
     connection.send("HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
     connection.waitUntilClosed();
   });
   create(server.port());
 
-  compare(perform(RequestMessage("GET", "/", "")),
-          failedTwice(kIo, kSsl, "error:0A00010B:SSL routines::wrong version number"));
-
+  expectOutcome(perform(RequestMessage("GET", "/", "")), failedTwice(kIo, kSsl, kNoTls));
   EXPECT_EQ(server.connectionCount(), 2u);
+
+  expectNextSucceeds();
   end();
 }
 
-TEST_F(TlsFaultTest, FailsWhenABodyOfKnownLengthIsCut) {
-  meetsCutBehind(kLengthOfTen + "half", failed(kSsl, kCut));
+TEST_P(TlsFaultTest, TakesAWholeBodyThatIsFollowedByACut) {
+  const std::vector<Step> steps = {
+      {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nwhole", Then::Cut}};
+  const auto failing = serverOver<FaultServer>(GetParam(), steps);
+  create(failing->server().port());
+
+  expectOutcome(perform(RequestMessage("GET", "/", "")), answered("whole"));
+
+  failing->server().waitForFinishedConnections(1);
+  EXPECT_EQ(perform(RequestMessage("GET", FaultServer::kNextPath, "")).payload, "next");
+  EXPECT_EQ(lines(), std::vector<std::string>({retryLine(kIo, kSsl, kCutTls)}));
+  end();
 }
 
-TEST_F(TlsFaultTest, FailsWhenABodyUntilTheEndIsCut) {
-  meetsCutBehind("HTTP/1.1 200 OK\r\n\r\nhalf", failed(kSsl, kCut));
-}
-
-TEST_F(TlsFaultTest, FailsAfterOneRetryWhenTheAnswerIsCutOff) {
-  meetsCutBehind("", failedTwice(kIo, kSsl, kCut));
-}
-
-TEST_F(TlsFaultTest, TakesAWholeBodyThatIsFollowedByACut) {
-  meetsCutBehind(kLengthOfTen + "Connection", answered("Connection"));
-}
+INSTANTIATE_TEST_SUITE_P(Faults, TlsFaultTest, testing::Values(Wire::Tls, Wire::OverTunnel),
+                         WireTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -4,8 +4,6 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr char kFailure[] = "Error processing response stream: I/O error";
-
 std::string sized(const std::string& body) {
   return "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n" + body;
 }
@@ -20,7 +18,7 @@ std::string framedBy(const std::string& fields) {
 
 Fault cut(const std::string& name, const std::string& bytes, const std::string& why,
           Then then = Then::Close) {
-  return {name, {{bytes, then}}, failed(kFailure, "", {"DEBUG Invalid response body: " + why})};
+  return {name, {{bytes, then}}, brokenBody(why)};
 }
 
 const std::vector<Fault> kFaults = {
@@ -47,11 +45,11 @@ const std::vector<Fault> kFaults = {
         Then::Keep),
     cut("UnknownTransferCoding", framedBy("Transfer-Encoding: gzip, chunked"),
         "unsupported Transfer-Encoding", Then::Keep),
-    {"ResetInTheBody", {{sized("half"), Then::Reset}}, failed("Connection reset by peer")},
-    {"ResetInAChunk", {{chunked("5\r\nhel"), Then::Reset}}, failed("Connection reset by peer")},
+    {"ResetInTheBody", {{sized("half"), Then::Reset}}, failed(kReset)},
+    {"ResetInAChunk", {{chunked("5\r\nhel"), Then::Reset}}, failed(kReset)},
     {"HalfABodyOfAPost",
      {{sized("half"), Then::Close}},
-     failed(kFailure, "", {"DEBUG Invalid response body: connection closed inside the body"}),
+     brokenBody("connection closed inside the body"),
      "POST",
      "body"},
 };

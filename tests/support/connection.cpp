@@ -32,6 +32,30 @@ void sendAtOnce(int descriptor) {
 
 bool isReset(int error) { return error == ECONNRESET || error == EPIPE; }
 
+using ContextPtr = std::shared_ptr<SSL_CTX>;
+
+ContextPtr newContext(const TlsIdentity& identity) {
+  ContextPtr context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+  if (SSL_CTX_use_certificate_chain_file(context.get(), identity.certificateFile.c_str()) != 1 ||
+      SSL_CTX_use_PrivateKey_file(context.get(), identity.keyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
+    throw std::runtime_error("cannot use the certificate " + identity.certificateFile);
+  }
+  return context;
+}
+
+// Making one takes longer than a handshake. The latest is kept: a test's servers rarely differ.
+ContextPtr contextOf(const TlsIdentity& identity) {
+  static std::mutex mutex;
+  static std::string certificateFile;
+  static ContextPtr latest;
+  const std::lock_guard lock(mutex);
+  if (!latest || identity.certificateFile != certificateFile) {
+    latest = newContext(identity);
+    certificateFile = identity.certificateFile;
+  }
+  return latest;
+}
+
 std::string systemText(const char* what, int error) {
   return std::string(what) + ": " + std::generic_category().message(error);
 }
@@ -106,13 +130,7 @@ bool Connection::trySend(std::string_view bytes) {
 }
 
 bool Connection::startTls(const TlsIdentity& identity) {
-  const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_server_method()),
-                                                                  SSL_CTX_free);
-  if (SSL_CTX_use_certificate_chain_file(context.get(), identity.certificateFile.c_str()) != 1 ||
-      SSL_CTX_use_PrivateKey_file(context.get(), identity.keyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
-    throw std::runtime_error("cannot use the certificate " + identity.certificateFile);
-  }
-  ssl_.reset(SSL_new(context.get()));
+  ssl_.reset(SSL_new(contextOf(identity).get()));
   SSL_set_fd(ssl_.get(), descriptor_);
   ERR_clear_error();
   if (SSL_accept(ssl_.get()) == 1) {
@@ -159,6 +177,7 @@ void Connection::waitUntilClosed() {
 }
 
 void Connection::stop() {
+  stopped_ = true;
   const std::lock_guard lock(mutex_);
   if (descriptor_ >= 0) {
     shutdown(descriptor_, SHUT_RDWR);

@@ -11,6 +11,7 @@
 
 #include <openssl/ssl.h>
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -93,6 +94,9 @@ class Connection {
   /// Cuts the connection off, so that whatever the script waits for here ends. Any thread.
   void stop();
 
+  /// Whether that has been done. Any thread.
+  bool isStopped() const { return stopped_; }
+
  private:
   struct FreeSsl {
     void operator()(SSL* ssl) const { SSL_free(ssl); }
@@ -108,6 +112,7 @@ class Connection {
   RequestReader reader_;
   std::unique_ptr<SSL, FreeSsl> ssl_;
   bool peerReset_ = false;
+  std::atomic<bool> stopped_ = false;
 
   std::mutex mutex_;  // guards the change of descriptor_
   int descriptor_;    // -1 once closed

@@ -119,6 +119,7 @@ UnansweringPort::~UnansweringPort() {
 }
 
 int UnansweringPort::drain() {
+  for (const int descriptor : std::exchange(fillers_, {})) close(descriptor);
   pollfd waiting{listening_, POLLIN, 0};
   while (poll(&waiting, 1, 0) == 1) {
     close(check(accept(listening_, nullptr, nullptr), "accept"));

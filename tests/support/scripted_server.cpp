@@ -177,7 +177,7 @@ void ScriptedServer::serve(Connection& connection) {
   }
   connection.close();
   const std::lock_guard lock(mutex_);
-  if (!failure.empty() && !stopping_) {
+  if (!failure.empty() && !stopping_ && !connection.isStopped()) {
     failures_.push_back(failure);
   }
   failedHandshakes_ += handshaken ? 0 : 1;

@@ -16,7 +16,8 @@
 //            must stand that.
 // Ownership: what the script captures must outlive the server.
 // Errors:    an exception that leaves the script closes its connection and fails the test when the
-//            server is destroyed; one that comes only from the server's being stopped is ignored.
+//            server is destroyed; one that comes only from the server's being stopped, or from its
+//            dying, is ignored.
 //            The waits throw HangGuardExpired after 60 s.
 #pragma once
 
