@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <istream>
+#include <new>
 #include <random>
 #include <sstream>
 #include <streambuf>
@@ -14,7 +15,7 @@
 
 namespace {
 
-bool refuseToCompress = false;
+int refusal = Z_OK;
 
 }  // namespace
 
@@ -24,7 +25,7 @@ extern "C" __attribute__((visibility("default"))) int deflateInit2_(z_streamp st
                                                                     int memLevel, int strategy,
                                                                     const char* version,
                                                                     int streamBytes) {
-  if (refuseToCompress) return Z_MEM_ERROR;
+  if (refusal != Z_OK) return refusal;
   static const auto original =
       reinterpret_cast<decltype(&deflateInit2_)>(dlsym(RTLD_NEXT, "deflateInit2_"));
   return original(stream, level, method, windowBits, memLevel, strategy, version, streamBytes);
@@ -62,8 +63,8 @@ class BrokenSource final : public std::streambuf {
 
 // Lets no compression begin while it lives.
 struct Refusal {
-  Refusal() { refuseToCompress = true; }
-  ~Refusal() { refuseToCompress = false; }
+  explicit Refusal(int code) { refusal = code; }
+  ~Refusal() { refusal = Z_OK; }
 };
 
 constexpr char kFailure[] = "Error processing request stream: Serious I/O error";
@@ -116,9 +117,16 @@ TEST(BodyCompressorTest, FailsWhenReadingTheBodyThrows) {
 
 TEST(BodyCompressorTest, FailsWhenTheCompressionCannotBegin) {
   std::istringstream body("hello");
-  const Refusal refusal;
+  const Refusal refused(Z_STREAM_ERROR);
 
   EXPECT_EQ(failure(body), kFailure);
+}
+
+TEST(BodyCompressorTest, TellsWhenThereIsNoMemoryToBegin) {
+  std::istringstream body("hello");
+  const Refusal refused(Z_MEM_ERROR);
+
+  EXPECT_THROW(compress(body, ContentCoding::Gzip), std::bad_alloc);
 }
 
 }  // namespace

@@ -51,6 +51,8 @@ std::string answerTo(const HttpRequest& request) {
   if (request.target == "/packed") return packed;
   if (request.target == "/post" && request.body != kBody) throw std::logic_error("another body");
   if (request.target == "/form" && request.body.size() < 50) throw std::logic_error("half a form");
+  // What is left of a request that was given up would take the next one for its body.
+  if (request.body.find("POST ") != std::string::npos) throw std::logic_error("two in one");
   return answer("page");
 }
 
@@ -77,15 +79,20 @@ RequestMessage moved() {
 
 RequestMessage packed() { return RequestMessage("GET", "/packed", ""); }
 
-RequestMessage form() {
+RequestMessage multipartForm() {
   map_t fields;
   fields.insert(data_t("text"), data_t("a value that is longer than it needs to be"));
   fields.insert(data_t("file"), bufferValue(kBody));
   RequestMessage request("POST", "/form", "");
   request.payload(data_t(std::move(fields)));
   request.header("content-type", data_t("multipart/form-data"));
-  request.header("content-encoding", data_t("gzip"));
   request.http("form", data_t(formOf("file", {{"filename", "a-file-with-a-name.bin"}})));
+  return request;
+}
+
+RequestMessage packedForm() {
+  RequestMessage request = multipartForm();
+  request.header("content-encoding", data_t("gzip"));
   return request;
 }
 
@@ -105,9 +112,13 @@ RequestMessage refused() {
 }  // namespace
 
 std::vector<Errand> errands() {
-  return {{"Post", &post, "page"},           {"RedirectWithCookies", &moved, "cookies"},
-          {"ChunkedGzip", &packed, kPage},   {"CompressedMultipartForm", &form, "page"},
-          {"PlainForm", &plainForm, "page"}, {"Refused", &refused, "", "No method"}};
+  return {{"Post", &post, "page"},
+          {"RedirectWithCookies", &moved, "cookies"},
+          {"ChunkedGzip", &packed, kPage},
+          {"CompressedMultipartForm", &packedForm, "page"},
+          {"MultipartForm", &multipartForm, "page"},
+          {"PlainForm", &plainForm, "page"},
+          {"Refused", &refused, "", "No method"}};
 }
 
 Errand errand(const std::string& name) {
