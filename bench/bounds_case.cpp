@@ -175,7 +175,7 @@ BoundsCase limited(BoundsCase given, std::uint64_t addressSpaceBytes) {
 
 }  // namespace
 
-BoundsScale BoundsScale::large() { return {1024 * kMiB, kMiB, 100, 1536 * kMiB}; }
+BoundsScale BoundsScale::large() { return {1024 * kMiB, kMiB, 5, 1536 * kMiB}; }
 
 BoundsScale BoundsScale::small() { return {96 * kMiB, 32 * kKiB, 5, 96 * kMiB}; }
 

@@ -2,8 +2,9 @@
 //
 // Role:      the executor calls read once a response.
 // Threads:   one worker only.
-// Errors:    ResponseReader's and Inflater's, which leave no memory of a large body behind. A coding that is not known is none: the text
-//            "Unsupported Media Type: " + coding takes the place of the body, logged at WARN.
+// Errors:    ResponseReader's and Inflater's, which leave no memory of a large body behind. A
+//            coding that is not known is none: the text "Unsupported Media Type: " + coding takes
+//            the place of the body, logged at WARN.
 #pragma once
 
 #include "http/body_buffer.h"
