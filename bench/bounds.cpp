@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "bench/bounds_case.h"
+#include "bench/bounds_chainhost.h"
 #include "bench/bounds_child.h"
 #include "support/process.h"
 #include "support/scripted_server.h"
@@ -116,7 +117,10 @@ int perform(const Options& options, const char* program) {
   for (const BoundsCase& tested : cases) {
     if (!options.child.empty()) {
       if (tested.name != options.child) continue;
-      const std::string text = bench::measureCase(tested, scale, options.port).text();
+      const std::uint64_t line = tested.chainhostLineBytes;
+      const std::string text = (line > 0 ? bench::measureChainhost(line, options.port)
+                                         : bench::measureCase(tested, scale, options.port))
+                                   .text();
       return std::fputs(text.c_str(), stdout) < 0 ? 1 : 0;
     }
     if (tested.name.find(options.only) != std::string::npos) {

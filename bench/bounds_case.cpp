@@ -175,16 +175,16 @@ BoundsCase limited(BoundsCase given, std::uint64_t addressSpaceBytes) {
 
 }  // namespace
 
-BoundsScale BoundsScale::large() { return {1024 * kMiB, kMiB, 5, 1536 * kMiB}; }
+BoundsScale BoundsScale::large() { return {1024 * kMiB, kMiB, 5, 4096 * kMiB}; }
 
-BoundsScale BoundsScale::small() { return {96 * kMiB, 32 * kKiB, 5, 96 * kMiB}; }
+BoundsScale BoundsScale::small() { return {96 * kMiB, 32 * kKiB, 5, 1025 * kMiB}; }
 
 std::vector<BoundsCase> boundsCases(const BoundsScale& scale, bool withLimits) {
   const std::uint64_t bytes = scale.answerBytes;
   const std::uint64_t once = bytes + kUsualBytes;
   std::vector<BoundsCase> cases = {
       {"full queue", heldBack(), "200", "OK", 2200 * (scale.itemBytes + 4 * kKiB) + kUsualBytes,
-       2048, true},
+       2048, 0, true},
       {"large answer, length known", withLength(bytes), "200", "OK", once},
       {"large answer, chunked", chunked(bytes), "200", "OK", once},
       {"gzip bomb", bomb(bytes), "200", "OK", once},
@@ -198,6 +198,9 @@ std::vector<BoundsCase> boundsCases(const BoundsScale& scale, bool withLimits) {
     BoundsCase untilClose{"endless body", endless("HTTP/1.1 200 OK\r\n\r\n", piece()), "", "",
                           once};
     cases.push_back(limited(std::move(untilClose), room));
+    const std::uint64_t line = scale.lineBytes;
+    cases.push_back({"chainhost: line without end", beside({}), "line2",
+                     "the line is longer than 1073741824 bytes", 1100 * kMiB, 1, line});
   }
   return cases;
 }

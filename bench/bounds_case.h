@@ -28,8 +28,9 @@ struct BoundsCase {
   std::string reasonWanted;                     // the beginning of the reason
   std::uint64_t peakBytesMax;                   // above the idle state
   std::uint64_t requests = 1;
-  bool fillsQueue = false;              // the requests are queued behind one that is held back
-  std::uint64_t addressSpaceBytes = 0;  // more than what is in use, for a process that has no more
+  std::uint64_t chainhostLineBytes = 0;  // of an input line of the stand-alone host, instead
+  bool fillsQueue = false;               // the requests are queued behind one that is held back
+  std::uint64_t addressSpaceBytes = 0;   // more than what is in use, for a process that has no more
 };
 
 /// The target of the requests of a case. Any other is answered with "ok".
