@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <exception>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -91,11 +92,18 @@ void Delivery::deliverLines() {
 
 void Delivery::addLine(std::string_view line) {
   ++lineNumber_;
+  if (reader_.fault() != nullptr) {
+    refuse(reader_.fault(), lineNumber_);
+    return;
+  }
   try {
+    batchLines_.reserve(batch_.size() + 1);
     parser_.parse(line, batch_);
     batchLines_.push_back(lineNumber_);
   } catch (const JsonError& error) {
     refuse(error.what(), lineNumber_);
+  } catch (const std::bad_alloc&) {
+    refuse(LineReader::kNoMemory, lineNumber_);
   }
 }
 

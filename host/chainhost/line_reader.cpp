@@ -4,43 +4,103 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <system_error>
 
 namespace chainhost {
 
-LineReader::LineReader(int fd, std::size_t chunkBytes)
-    : fd_(fd), buffer_(new char[chunkBytes + kPaddingBytes]()), capacity_(chunkBytes) {}
+namespace {
+
+// A larger buffer is made small again once its line has gone.
+constexpr std::size_t kKeptBytesMax = 16 * 1024 * 1024;
+
+}  // namespace
+
+LineReader::LineReader(int fd, std::size_t chunkBytes, std::size_t lineBytesMax)
+    : fd_(fd), chunkBytes_(chunkBytes), lineBytesMax_(lineBytesMax) {
+  if (!resize(chunkBytes)) {
+    throw std::bad_alloc();
+  }
+  std::memset(buffer_.get(), 0, chunkBytes + kPaddingBytes);
+}
+
+bool LineReader::resize(std::size_t capacity) {
+  auto* const bytes = static_cast<char*>(std::realloc(buffer_.get(), capacity + kPaddingBytes));
+  if (bytes == nullptr) {
+    return false;
+  }
+  static_cast<void>(buffer_.release());  // realloc has taken it over
+  buffer_.reset(bytes);
+  capacity_ = capacity;
+  return true;
+}
 
 std::optional<std::string_view> LineReader::next() {
+  fault_ = nullptr;
+  if (skipping_) {
+    skipRest();
+  }
+  const char* const bytes = buffer_.get();
   const char* const feed = static_cast<const char*>(
-      end_ == scanned_ ? nullptr : std::memchr(&buffer_[scanned_], '\n', end_ - scanned_));
+      end_ == scanned_ ? nullptr : std::memchr(bytes + scanned_, '\n', end_ - scanned_));
   if (feed == nullptr) {
     scanned_ = end_;
-    return std::nullopt;
+    const bool isTooLong = end_ - lineStart_ > lineBytesMax_;
+    if (!isTooLong && !outOfMemory_) {
+      return std::nullopt;
+    }
+    skipping_ = true;
+    return giveUp(isTooLong ? kTooLong : kNoMemory);
   }
-  const std::string_view line(&buffer_[lineStart_], feed);
+  const std::string_view line(bytes + lineStart_, feed);
   lineStart_ = scanned_ = lineStart_ + line.size() + 1;
-  return line;
+  return line.size() > lineBytesMax_ ? giveUp(kTooLong) : line;
+}
+
+// The empty line that stands for one with a fault.
+std::string_view LineReader::giveUp(const char* fault) {
+  fault_ = fault;
+  outOfMemory_ = false;
+  return {};
+}
+
+// Drops what has been read of a line with a fault, its line feed included.
+void LineReader::skipRest() {
+  const char* const begin = buffer_.get() + lineStart_;
+  const auto* const feed = static_cast<const char*>(std::memchr(begin, '\n', end_ - lineStart_));
+  skipping_ = feed == nullptr;
+  lineStart_ = feed == nullptr ? end_ : lineStart_ + static_cast<std::size_t>(feed - begin) + 1;
+  scanned_ = lineStart_;
 }
 
 bool LineReader::fill() {
+  if (skipping_) {
+    skipRest();
+  }
   makeRoom();
+  if (outOfMemory_) {
+    return true;
+  }
   ssize_t got = 0;
   do {
-    got = ::read(fd_, &buffer_[end_], capacity_ - end_);
+    got = ::read(fd_, buffer_.get() + end_, capacity_ - end_);
   } while (got < 0 && errno == EINTR);
   if (got < 0) {
     throw std::system_error(errno, std::generic_category());
   }
   end_ += static_cast<std::size_t>(got);
+  std::memset(buffer_.get() + end_, 0, kPaddingBytes);
   return got > 0;
 }
 
 std::optional<std::string_view> LineReader::takeRest() {
+  if (skipping_) {
+    skipRest();
+  }
   if (lineStart_ == end_) {
     return std::nullopt;
   }
-  const std::string_view rest(&buffer_[lineStart_], end_ - lineStart_);
+  const std::string_view rest(buffer_.get() + lineStart_, end_ - lineStart_);
   lineStart_ = scanned_ = end_;
   return rest;
 }
@@ -49,19 +109,17 @@ std::optional<std::string_view> LineReader::takeRest() {
 // that a read never asks for little and moving costs a constant per byte.
 void LineReader::makeRoom() {
   const std::size_t kept = end_ - lineStart_;
-  if (kept > capacity_ / 2) {
-    const std::size_t larger = capacity_ * 2;
-    std::unique_ptr<char[]> buffer(new char[larger + kPaddingBytes]);
-    std::memcpy(buffer.get(), &buffer_[lineStart_], kept);
-    std::memset(&buffer[kept], 0, larger + kPaddingBytes - kept);
-    buffer_ = std::move(buffer);
-    capacity_ = larger;
-  } else if (kept > 0) {
-    std::memmove(&buffer_[0], &buffer_[lineStart_], kept);
+  if (kept > 0 && lineStart_ > 0) {
+    std::memmove(buffer_.get(), buffer_.get() + lineStart_, kept);
   }
   scanned_ -= lineStart_;
   lineStart_ = 0;
   end_ = kept;
+  if (kept > capacity_ / 2) {
+    outOfMemory_ = !resize(capacity_ * 2) && end_ == capacity_;
+  } else if (capacity_ > kKeptBytesMax && kept <= chunkBytes_) {
+    resize(chunkBytes_);
+  }
 }
 
 }  // namespace chainhost

@@ -157,7 +157,7 @@ bool HttpExchange::exchange(RequestDetails& details) {
   readBody(details);
   context_.metrics.setOnline();
   if (redirects_.follows(head_.status())) return handleRedirect(details);
-  Message response = responseMapping_.map(head_, body_.view(), details);
+  Message response = responseMapping_.map(head_, body_.take(), details);
   sendResponse(response, head_.status(), details);
   context_.port.publishQueueSize();
   return false;
@@ -166,6 +166,7 @@ bool HttpExchange::exchange(RequestDetails& details) {
 // Returns true when the redirect is to be followed, on a new session; else the message has been
 // answered.
 bool HttpExchange::handleRedirect(RequestDetails& details) {
+  body_.drop();
   try {
     const std::optional<std::string> refusal = redirects_.retarget(head_, details);
     if (!refusal) {
@@ -310,7 +311,8 @@ void HttpExchange::sendResponse(Message& response, std::int64_t status,
                                 RequestDetails& details) noexcept {
   details.answered = true;
   logger_.log(LogLevel::Debug, "Sending response towards host");
-  context_.port.sendTowardsHost(response, details.startTime, status, body_.view().size());
+  context_.port.sendTowardsHost(response, details.startTime, status,
+                                get<buffer_t>(response.payload).size());
 }
 
 void HttpExchange::sendFailureResponse(const char* text, const char* detail,

@@ -20,6 +20,15 @@ constexpr std::uint64_t kReservedBytesMax = 8 * 1024 * 1024;
 void ResponseBody::read(const ResponseHead& head, bool hasBody, ResponseReader& reader) {
   body_.clear();
   if (!hasBody) return;
+  try {
+    readDecoded(head, reader);
+  } catch (...) {
+    body_.clear();  // what is said about the failure may need the memory
+    throw;
+  }
+}
+
+void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader) {
   const std::string_view header = head.find("content-encoding");
   const std::string_view name = header.data() == nullptr ? "empty" : header;
   const auto coding = responseCoding(name);
@@ -31,6 +40,17 @@ void ResponseBody::read(const ResponseHead& head, bool hasBody, ResponseReader& 
     Inflater(*coding, reader).inflateTo(body_);
     // What follows the coded stream belongs to the body as well, and its end has to be seen.
     reader.drain(kDrainBytesMax);
+  }
+}
+
+buffer_t ResponseBody::take() {
+  try {
+    buffer_t result(body_.size());
+    body_.moveTo(result.data());
+    return result;
+  } catch (...) {
+    body_.clear();
+    throw;
   }
 }
 

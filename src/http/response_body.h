@@ -2,8 +2,9 @@
 //
 // Role:      the executor calls read once a response.
 // Threads:   one worker only.
-// Errors:    ResponseReader's and Inflater's. A coding that is not known is none: the text
-//            "Unsupported Media Type: " + coding takes the place of the body, logged at WARN.
+// Errors:    ResponseReader's and Inflater's, which leave no memory of a large body behind. A
+//            coding that is not known is none: the text "Unsupported Media Type: " + coding takes
+//            the place of the body, logged at WARN.
 #pragma once
 
 #include "http/body_buffer.h"
@@ -26,10 +27,18 @@ class ResponseBody {
   /// statuses 204 and 304, whatever their header says.
   void read(const ResponseHead& head, bool hasBody, ResponseReader& reader);
 
-  /// The decoded body; valid until the next read.
+  /// The decoded body; valid until the next call of anything else.
   std::string_view view() const { return body_.view(); }
 
+  /// Moves the decoded body into a buffer of the host's, and gives the memory of a large one back.
+  /// Once a read. Throws std::bad_alloc; the memory is given back then, too.
+  buffer_t take();
+
+  /// Gives the memory of a large body back, of one that nobody takes.
+  void drop() { body_.clear(); }
+
  private:
+  void readDecoded(const ResponseHead& head, ResponseReader& reader);
   void readPlain(ResponseReader& reader);
   void replaceUnsupported(std::string_view coding, ResponseReader& reader);
 

@@ -81,13 +81,13 @@ map_t ResponseMapping::takeCookies(const ResponseHead& head) const {
   return cookies;
 }
 
-void ResponseMapping::trace(const ResponseHead& head, std::string_view body) const {
+void ResponseMapping::trace(const ResponseHead& head, const data_t& body) const {
   if (!logger_.enabled(LogLevel::Trace)) return;
   for (const HeaderField& field : head.fields()) {
     logger_.log(LogLevel::Trace, "   response header %s = %s", field.name.data(),
                 field.value.data());
   }
-  const std::string text = body.empty() ? "<no payload>" : valueText(bufferOf(body));
+  const std::string text = get<buffer_t>(body).empty() ? "<no payload>" : valueText(body);
   logger_.log(LogLevel::Trace, "   response payload: %s", text);
 }
 
@@ -99,17 +99,17 @@ void ResponseMapping::setContentType(map_t& metadata, const std::string& content
                   data_t(ascii::lowered(type.getType() + "/" + type.getSubType())));
 }
 
-Message ResponseMapping::map(const ResponseHead& head, std::string_view body,
+Message ResponseMapping::map(const ResponseHead& head, buffer_t body,
                              RequestDetails& details) const {
   logger_.log(LogLevel::Trace, "   response status = %I64d", std::int64_t{head.status()});
   std::string contentType;
   std::set<std::string> duplicates;
+  Message message;
+  message.payload = data_t(std::move(body));
   map_t headers = readHeaders(head, contentType, duplicates);
-  trace(head, body);
+  trace(head, message.payload);
   dropDuplicates(headers, duplicates);
 
-  Message message;
-  message.payload = bufferOf(body);
   message.metadata.insert(keys_.requestId, data_t());
   setContentType(message.metadata, contentType);
   map_t http;

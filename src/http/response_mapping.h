@@ -31,7 +31,7 @@ class ResponseMapping {
 
   /// The message for a response of the server, with `body` as its payload. The jar takes over the
   /// cookies of the response.
-  Message map(const ResponseHead& head, std::string_view body, RequestDetails& details) const;
+  Message map(const ResponseHead& head, buffer_t body, RequestDetails& details) const;
 
   /// The message for a request that got no response: status 400, the text as reason and payload.
   /// It is still to be addressed.
@@ -47,7 +47,7 @@ class ResponseMapping {
   void dropDuplicates(map_t& headers, const std::set<std::string>& duplicates) const;
   map_t takeCookies(const ResponseHead& head) const;
   void setContentType(map_t& metadata, const std::string& contentType) const;
-  void trace(const ResponseHead& head, std::string_view body) const;
+  void trace(const ResponseHead& head, const data_t& body) const;
 
   const MessageKeys& keys_;
   CookieJar& jar_;

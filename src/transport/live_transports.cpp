@@ -1,5 +1,7 @@
 #include "transport/live_transports.h"
 
+#include <cstddef>
+#include <new>
 #include <vector>
 
 #include "runtime/mutex.h"
@@ -15,9 +17,11 @@ struct Registry {
   std::vector<HTTPClient*> transports;
 };
 
-// Never destroyed: a host may still destroy transports while the process ends.
+// Never destroyed: a host may still destroy transports while the process ends. Not on the heap
+// either: a host that loads and unloads the library again and again would lose one each time.
 Registry& registry() {
-  static Registry* const instance = new Registry;
+  alignas(Registry) static std::byte memory[sizeof(Registry)];
+  static Registry* const instance = new (memory) Registry;
   return *instance;
 }
 
@@ -53,6 +57,7 @@ void remove(HTTPClient& transport) {
   Registry& all = registry();
   AutoMutex lock(all.mutex);
   std::erase(all.transports, &transport);
+  if (all.transports.empty()) all.transports.shrink_to_fit();
 }
 
 }  // namespace com::corvane::connectivity::plugins::live_transports

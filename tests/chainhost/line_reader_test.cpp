@@ -119,6 +119,73 @@ TEST_F(LineReaderTest, HasReadableBytesBehindEveryLine) {
   EXPECT_EQ(sum, 0);
 }
 
+TEST_F(LineReaderTest, TakesALineOfTheGreatestLength) {
+  LineReader reader(input_.get(), 16, 20);
+  write(std::string(20, 'x') + "\nnext\n");
+  end();
+  Lines lines;
+
+  while (reader.fill()) {
+    while (const auto line = reader.next()) {
+      EXPECT_EQ(reader.fault(), nullptr);
+      lines.emplace_back(*line);
+    }
+  }
+
+  EXPECT_EQ(lines, (Lines{std::string(20, 'x'), "next"}));
+}
+
+TEST_F(LineReaderTest, TellsALineThatIsTooLongBeforeItHasEnded) {
+  LineReader reader(input_.get(), 16, 20);
+  write("short\n" + std::string(21, 'x'));
+  Lines lines;
+
+  while (reader.fault() == nullptr) {
+    reader.fill();
+    for (auto line = reader.next(); line; line = reader.next()) {
+      lines.emplace_back(*line);
+      if (reader.fault() != nullptr) {
+        break;
+      }
+    }
+  }
+
+  EXPECT_STREQ(reader.fault(), LineReader::kTooLong);
+  EXPECT_EQ(lines, (Lines{"short", ""}));
+}
+
+TEST_F(LineReaderTest, GoesOnBehindALineThatIsTooLong) {
+  LineReader reader(input_.get(), 16, 20);
+  write("a\n" + std::string(1000, 'x') + "\nb\n" + std::string(21, 'y') + "\nc\n");
+  end();
+  Lines lines;
+
+  while (reader.fill()) {
+    while (const auto line = reader.next()) {
+      lines.emplace_back(reader.fault() == nullptr ? *line : std::string_view("too long"));
+    }
+  }
+
+  EXPECT_EQ(lines, (Lines{"a", "too long", "b", "too long", "c"}));
+  EXPECT_EQ(reader.takeRest(), std::nullopt);
+}
+
+TEST_F(LineReaderTest, ForgetsALineThatIsTooLongAndNeverEnds) {
+  LineReader reader(input_.get(), 16, 20);
+  write(std::string(1000, 'x'));
+  end();
+  int faults = 0;
+
+  while (reader.fill()) {
+    while (reader.next()) {
+      faults += reader.fault() != nullptr ? 1 : 0;
+    }
+  }
+
+  EXPECT_EQ(faults, 1);
+  EXPECT_EQ(reader.takeRest(), std::nullopt);
+}
+
 TEST_F(LineReaderTest, ReportsTheSystemsRefusal) {
   FileDescriptor folder(::open("/", O_RDONLY | O_CLOEXEC));
   LineReader reader(folder.get());

@@ -48,6 +48,13 @@ class ResponseBodyTest : public testing::Test {
   bool reusable_ = false;
 };
 
+TEST_F(ResponseBodyTest, IsTakenIntoABufferOfTheHosts) {
+  read(answer("identity", "the body"));
+
+  EXPECT_EQ(body_.take().view(), "the body");
+  EXPECT_EQ(body_.view(), "");
+}
+
 TEST_F(ResponseBodyTest, ReadsAPlainBodyLargerThanOnePiece) {
   const std::string text(300000, 'x');
 

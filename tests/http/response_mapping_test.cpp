@@ -20,12 +20,16 @@ class ResponseMappingTest : public testing::Test {
                           data_t("/path"), {}, {}, {}, data_t(), 0);
   }
 
+  static buffer_t bytes(std::string_view text) {
+    return buffer_t::copyOf(text.data(), text.size());
+  }
+
   Message map(const std::string& fields, const std::string& body = "body") {
     head_.clear();
     head_.bytes() = "HTTP/1.1 404 Not Found\r\n" + fields + "\r\n";
     head_.parse();
     RequestDetails record = details();
-    return mapping_.map(head_, body, record);
+    return mapping_.map(head_, bytes(body), record);
   }
 
   static std::string charset(Message& message) {
@@ -91,7 +95,7 @@ TEST_F(ResponseMappingTest, DeliversTheReasonAsReceived) {
   head_.parse();
   RequestDetails record = details();
 
-  Message message = mapping_.map(head_, "", record);
+  Message message = mapping_.map(head_, buffer_t(0), record);
 
   EXPECT_EQ(textAt(mapAt(message.metadata, "http"), "statusReason"), "Caf\xE9  au lait");
 }
@@ -111,7 +115,7 @@ TEST_F(ResponseMappingTest, LeavesOutHeadersThatOccurMoreThanOnce) {
   head_.parse();
   RequestDetails record = details();
 
-  Message message = mapping.map(head_, "", record);
+  Message message = mapping.map(head_, buffer_t(0), record);
 
   map_t& headers = mapAt(mapAt(message.metadata, "http"), "headers");
   EXPECT_EQ(headers.size(), 1u);
@@ -169,8 +173,8 @@ TEST_F(ResponseMappingTest, DumpsTheResponseAtTrace) {
   RequestDetails first = details();
   RequestDetails second = details();
 
-  mapping.map(head_, "\x01\xff", first);
-  mapping.map(head_, "", second);
+  mapping.map(head_, bytes("\x01\xff"), first);
+  mapping.map(head_, buffer_t(0), second);
 
   EXPECT_THAT(host_.textsAt(6),
               testing::ElementsAre("<category> {3}    response status = 200",
