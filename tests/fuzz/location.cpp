@@ -81,9 +81,12 @@ Reference readReference(std::string_view text) {
   text = text.substr(0, text.find_first_of("?#"));
   const std::size_t colon = text.find(':');
   if (colon < text.find('/')) {
-    if (!isScheme(text.substr(0, colon))) reference.isPlain = false;
-    reference.scheme = lowered(text.substr(0, colon));
-    text.remove_prefix(colon + 1);
+    if (isScheme(text.substr(0, colon))) {
+      reference.scheme = lowered(text.substr(0, colon));
+      text.remove_prefix(colon + 1);
+    } else {
+      reference.isPlain = false;
+    }
   }
   if (reference.scheme && text.starts_with("//")) {
     text.remove_prefix(2);
