@@ -50,8 +50,9 @@ std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
   return Session::sendRequest(request);
 }
 
-// What comes while nothing has been asked for is no answer to what is asked next (RFC 9112, section
-// 9.3): a server tells, for one, that it has waited too long. Under TLS a record may be all there is.
+// What comes while nothing has been asked for is no answer to what is asked next (RFC 9112,
+// section 9.3): a server tells, for one, that it has waited too long. Under TLS the bytes may be a
+// record without content.
 bool StrictSession::hasStrayBytes() const {
   return !secure() && socket_->peer().isOpen() && socket_->peer().hasBytes();
 }
