@@ -57,8 +57,8 @@ bool StrictSession::hasStrayBytes() const {
   return !secure() && socket_->peer().isOpen() && socket_->peer().hasBytes();
 }
 
-// The stream of a request that was given up writes what it still holds when it ends, if need be on a
-// new connection, ahead of the next request.
+// The stream of a request that was given up writes what it still holds when it ends, if need be on
+// a new connection, ahead of the next request.
 void StrictSession::dropStream() {
   isSending_ = false;
   try {
