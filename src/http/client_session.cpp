@@ -4,7 +4,9 @@
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/StreamSocket.h>
 
+#include <algorithm>
 #include <sstream>
+#include <string_view>
 
 #include "http/response_head.h"
 
@@ -21,6 +23,14 @@ class AttachedSocket final : public Poco::Net::StreamSocket {
       : StreamSocket(Poco::AutoPtr<SessionSocket>(socket).duplicate()) {}
 };
 
+// What a proxy says, as it can stand in a line of a log.
+std::string withoutControls(std::string_view text) {
+  std::string result(text);
+  const auto isControl = [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; };
+  std::replace_if(result.begin(), result.end(), isControl, ' ');
+  return result;
+}
+
 }  // namespace
 
 StrictSession::StrictSession(Connections& connections, const std::string& host, Poco::UInt16 port,
@@ -34,9 +44,17 @@ StrictSession::StrictSession(Connections& connections, const std::string& host, 
 
 std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
   dropStream();
+  if (hasStrayBytes()) reset();
   sendFailure_ = nullptr;
   isSending_ = true;
   return Session::sendRequest(request);
+}
+
+// What comes while nothing has been asked for is no answer to what is asked next (RFC 9112,
+// section 9.3): a server tells, for one, that it has waited too long. Under TLS the bytes may be a
+// record without content.
+bool StrictSession::hasStrayBytes() const {
+  return !secure() && socket_->peer().isOpen() && socket_->peer().hasBytes();
 }
 
 // The stream of a request that was given up writes what it still holds when it ends, if need be on
@@ -106,7 +124,7 @@ void StrictSession::openTunnel() {
   ResponseHead head;
   reader_.readHead(head, false);
   if (head.status() < 200 || head.status() > 299) {
-    throw Poco::Net::HTTPException(kRefused, std::string(head.reason()));
+    throw Poco::Net::HTTPException(kRefused, withoutControls(head.reason()));
   }
   // The server speaks TLS only when it is spoken to: these bytes are not its own.
   if (reader_.hasLeftOver()) {

@@ -56,6 +56,9 @@ class PeerSocket {
   /// True when receive would not wait.
   bool hasInput() const;
 
+  /// True when receive would give bytes at once, and not only tell that the peer has closed.
+  bool hasBytes() const;
+
   /// Closes the connection, if there is one. Does not throw.
   void close();
 

@@ -78,18 +78,24 @@ void readAuthority(std::string_view authority, Reference& reference) {
 
 Reference readReference(std::string_view text) {
   Reference reference;
-  text = text.substr(0, text.find_first_of("?#"));
+  const std::size_t end = std::min(text.find_first_of("?#"), text.size());
+  reference.isPlain = std::all_of(text.begin() + static_cast<std::ptrdiff_t>(end), text.end(),
+                                  [](char c) { return isUnreserved(c) || c == '?' || c == '='; });
+  text = text.substr(0, end);
   const std::size_t colon = text.find(':');
   if (colon < text.find('/')) {
-    if (!isScheme(text.substr(0, colon))) reference.isPlain = false;
-    reference.scheme = lowered(text.substr(0, colon));
-    text.remove_prefix(colon + 1);
+    if (isScheme(text.substr(0, colon))) {
+      reference.scheme = lowered(text.substr(0, colon));
+      text.remove_prefix(colon + 1);
+    } else {
+      reference.isPlain = false;
+    }
   }
   if (reference.scheme && text.starts_with("//")) {
     text.remove_prefix(2);
-    const std::size_t end = std::min(text.find('/'), text.size());
-    readAuthority(text.substr(0, end), reference);
-    text.remove_prefix(end);
+    const std::size_t slash = std::min(text.find('/'), text.size());
+    readAuthority(text.substr(0, slash), reference);
+    text.remove_prefix(slash);
   } else if (reference.scheme || text.starts_with("//")) {
     reference.isPlain = false;
   }

@@ -101,6 +101,7 @@ std::optional<std::int64_t> plainNumber(std::string_view text) {
 // The seconds since 1970 of "Sun, 06 Nov 1994 08:49:37 GMT", the one form that may be written.
 std::optional<std::int64_t> plainDate(const std::string& text) {
   constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  constexpr std::string_view kDays = "SunMonTueWedThuFriSat";
   constexpr std::string_view kForm = "aaa, 00 Aaa 0000 00:00:00 GMT";
   if (text.size() != kForm.size()) return std::nullopt;
   for (std::size_t i = 0; i < kForm.size(); ++i) {
@@ -110,9 +111,8 @@ std::optional<std::int64_t> plainDate(const std::string& text) {
       return std::nullopt;
     }
   }
-  if (std::string_view("SunMonTueWedThuFriSat").find(text.substr(0, 3)) % 3 != 0) {
-    return std::nullopt;
-  }
+  const std::size_t weekday = kDays.find(text.substr(0, 3));
+  if (weekday == std::string_view::npos || weekday % 3 != 0) return std::nullopt;
   const std::size_t month = kMonths.find(text.substr(8, 3));
   if (month == std::string_view::npos || month % 3 != 0) return std::nullopt;
   const auto number = [&](std::size_t position, std::size_t digits) {

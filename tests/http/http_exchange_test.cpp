@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -225,6 +226,31 @@ TEST_F(HttpExchangeTest, OpensANewConnectionAfterAnAnswerThatIsNotTheLastOnIt) {
   EXPECT_EQ(status(perform(RequestMessage())), 200);
 
   EXPECT_EQ(server.connectionCount(), 2u);
+}
+
+TEST_F(HttpExchangeTest, TakesNothingForAnAnswerThatCameBeforeItsRequest) {
+  std::promise<void> answered;
+  std::promise<void> sent;
+  ScriptedServer server([&](Connection& connection) {
+    if (!connection.readRequest()) return;
+    connection.send(kEmptyAnswer);
+    if (connection.index() == 0) {
+      answered.get_future().wait();
+      connection.send("HTTP/1.1 408 Request Timeout\r\nContent-Length: 0\r\n\r\n");
+      sent.set_value();
+    }
+    connection.waitUntilClosed();
+  });
+  connectTo(server.port());
+
+  EXPECT_EQ(status(perform(RequestMessage())), 200);
+  answered.set_value();
+  sent.get_future().wait();
+  EXPECT_EQ(status(perform(RequestMessage())), 200);
+
+  EXPECT_EQ(server.connectionCount(), 2u);
+  EXPECT_EQ(server.requests().size(), 2u);
+  exchange_->close();
 }
 
 TEST_F(HttpExchangeTest, ClosesTheConnectionWhenTheMessageAsksForIt) {

@@ -108,6 +108,7 @@ TEST_F(ProxyTunnelTest, IsNotOpenedByAnotherAnswer) {
             refused + "Switching Protocols");
   EXPECT_EQ(reasonBehind("HTTP/1.1 200 OK\r\nno field\r\n\r\n"),
             "Malformed message: Malformed header field");
+  EXPECT_EQ(reasonBehind("HTTP/1.1 403 No\x1B[2J\tway\x7F\r\n\r\n"), refused + "No [2J way ");
 }
 
 // The first bytes of a tunnel are the client's.
