@@ -1,6 +1,7 @@
 #include "support/scripted_server.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -133,6 +134,9 @@ void ScriptedServer::stopConnections() {
 
 void ScriptedServer::acceptAll(int listening) {
   for (;;) {
+    // Accepting takes a descriptor before it waits: a test may leave none meanwhile.
+    pollfd incoming{listening, POLLIN, 0};
+    poll(&incoming, 1, -1);
     const int descriptor = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor < 0) {
       return;
