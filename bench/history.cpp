@@ -6,11 +6,11 @@
 namespace bench {
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 constexpr std::string_view kLost[] = {
-    "No message received"sv,      "Connection reset by peer"sv,         "I/O error: Broken pipe"sv,
-    "Connection reset by peer"sv, "Software caused connection abort"sv,
+    "No message received",
+    "Connection reset by peer",
+    "I/O error: Broken pipe",
+    "Software caused connection abort",
 };
 constexpr std::string_view kCutShort = "Error processing response stream: I/O error";
 constexpr std::string_view kTlsCut = "unexpected eof while reading";

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <latch>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -23,15 +24,17 @@ TEST(ProcessFiguresTest, CountsDescriptors) {
   EXPECT_EQ(ProcessFigures::now().descriptors, before.descriptors);
 }
 
+// Threads of tests before this one may stand in the system's list for a moment more.
 TEST(ProcessFiguresTest, CountsThreads) {
-  const auto before = ProcessFigures::now();
+  constexpr std::size_t kThreads = 50;
   std::latch done(1);
-  std::thread thread([&done] { done.wait(); });
+  std::vector<std::jthread> threads(kThreads);
+  for (auto& thread : threads) thread = std::jthread([&done] { done.wait(); });
   const auto during = ProcessFigures::now();
   done.count_down();
-  thread.join();
 
-  EXPECT_EQ(during.threads, before.threads + 1);
+  EXPECT_GE(during.threads, kThreads + 1);
+  EXPECT_LT(during.threads, 2 * kThreads);
 }
 
 TEST(ProcessFiguresTest, SeesMemoryThatIsUsed) {
