@@ -10,9 +10,9 @@
 
 namespace bench {
 
-/// Runs the host over an ordinary line, one of `lineBytes` bytes, and an ordinary one again, towards
-/// a server that answers with 200. In the result the line's answer is the reason, and the status of
-/// the last line's answer is that of the next request.
+/// Runs the host over an ordinary line, one of `lineBytes` bytes, and an ordinary one again,
+/// towards a server that answers with 200. The reason in the result is the long line's answer; the
+/// status of the next request is 200 when both ordinary lines were answered so.
 BoundsResult measureChainhost(std::uint64_t lineBytes, std::uint16_t port);
 
 }  // namespace bench

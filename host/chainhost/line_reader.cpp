@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -81,9 +82,12 @@ bool LineReader::fill() {
   if (outOfMemory_) {
     return true;
   }
+  // Of a line that is too long no more is read than shows it.
+  const std::size_t allowed = lineBytesMax_ - std::min(end_, lineBytesMax_) + 1;
+  const std::size_t wanted = std::min(capacity_ - end_, std::max(allowed, chunkBytes_));
   ssize_t got = 0;
   do {
-    got = ::read(fd_, buffer_.get() + end_, capacity_ - end_);
+    got = ::read(fd_, buffer_.get() + end_, wanted);
   } while (got < 0 && errno == EINTR);
   if (got < 0) {
     throw std::system_error(errno, std::generic_category());
