@@ -52,6 +52,12 @@ std::string encodeBlanks(const std::string& target) {
   return result;
 }
 
+// A target that a server would read as a whole URI, of another server perhaps.
+bool hasScheme(std::string_view target) {
+  const std::size_t delimiter = target.find_first_of(":/?#");
+  return delimiter != std::string_view::npos && target[delimiter] == ':';
+}
+
 bool asksToClose(const RequestDetails& details) {
   const std::string* const connection = details.headers.find("connection");
   return connection != nullptr && ascii::lowered(*connection).find("close") != std::string::npos;
@@ -168,7 +174,8 @@ std::string HttpExchange::targetOf(const RequestDetails& details) const {
   const std::string target = encodeBlanks(uri.getPathAndQuery());
   // A proxy gets the whole URI, in which the target follows the port.
   const bool toProxy = !context_.settings.proxyHost.empty() && !context_.settings.tls;
-  const bool needsSlash = target.empty() || target.front() == '?' || (toProxy && target[0] != '/');
+  const bool needsSlash =
+      target.empty() || target.front() == '?' || hasScheme(target) || (toProxy && target[0] != '/');
   return needsSlash ? "/" + target : target;
 }
 
