@@ -59,6 +59,12 @@ std::string encodeBlanks(const std::string& target) {
   return result;
 }
 
+// A target that a server would read as a whole URI, of another server perhaps.
+bool hasScheme(std::string_view target) {
+  const std::size_t delimiter = target.find_first_of(":/?#");
+  return delimiter != std::string_view::npos && target[delimiter] == ':';
+}
+
 // Hands the text and the detail of the exception that is being handled on. what() of the library's
 // is a class name only.
 template <typename Handle>
@@ -203,7 +209,8 @@ std::string HttpExchange::targetOf(const RequestDetails& details) const {
   const std::string target = encodeBlanks(uri.getPathAndQuery());
   // A proxy gets the whole URI, in which the target follows the port.
   const bool toProxy = !context_.settings.proxyHost.empty() && !context_.settings.tls;
-  const bool needsSlash = target.empty() || target.front() == '?' || (toProxy && target[0] != '/');
+  const bool needsSlash =
+      target.empty() || target.front() == '?' || hasScheme(target) || (toProxy && target[0] != '/');
   return needsSlash ? "/" + target : target;
 }
 

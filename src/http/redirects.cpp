@@ -12,7 +12,7 @@ using connectivity10_15_0::get;
 namespace {
 
 // The library decodes the path, and the request's path is parsed once more: what would read as a
-// delimiter then has to be encoded again.
+// delimiter then has to be encoded again, a colon where it would end a scheme.
 std::string encodedAgain(const std::string& path) {
   std::string result;
   result.reserve(path.size());
@@ -26,6 +26,9 @@ std::string encodedAgain(const std::string& path) {
         break;
       case '#':
         result += "%23";
+        break;
+      case ':':
+        result += result.find('/') == std::string::npos ? "%3A" : ":";
         break;
       default:
         result += c;

@@ -148,6 +148,8 @@ TEST_F(HttpExchangeTest, WritesTargetsThatAServerCanRead) {
       sent(RequestMessage("GET", "/p?have=1").http("queryString", data_t(textMap({{"more", "2"}}))))
           .target,
       "/p?have=1&more=2");
+  EXPECT_EQ(sent(RequestMessage("GET", "http%3A//evil.test/x")).target, "/http://evil.test/x");
+  EXPECT_EQ(sent(RequestMessage("GET", ":http://evil.test/x")).target, "/http://evil.test/x");
 }
 
 TEST_F(HttpExchangeTest, AuthenticatesWithTheConfiguredName) {

@@ -87,6 +87,7 @@ TEST_F(RedirectsTest, TakesThePathAloneOfTheLocation) {
 
 TEST_F(RedirectsTest, KeepsEncodedDelimitersOfThePathEncoded) {
   EXPECT_EQ(pathFor("/a%3Fb%23c%25d%2525"), "/a%3Fb%23c%25d%2525");
+  EXPECT_EQ(pathFor("http%3A//evil.test/a%3Ab"), "http%3A//evil.test/a:b");
 }
 
 TEST_F(RedirectsTest, ComparesHostsWithoutCase) {
