@@ -1,35 +1,129 @@
 #include "http/client_session.h"
 
-#include <Poco/Net/SecureStreamSocket.h>
-#include <Poco/Net/SecureStreamSocketImpl.h>
-#include <Poco/Net/StreamSocketImpl.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Net/NetException.h>
+#include <Poco/Net/StreamSocket.h>
+
+#include <sstream>
+
+#include "http/response_head.h"
 
 namespace com::corvane::connectivity::plugins {
 
-using Poco::Net::SecureStreamSocket;
-using Poco::Net::SecureStreamSocketImpl;
-using Poco::Net::SocketAddress;
-using Poco::Net::StreamSocket;
-using Poco::Net::StreamSocketImpl;
+using Poco::Net::HTTPRequest;
 
 namespace {
 
 // The library keeps this constructor for derived classes.
-class TlsSocket final : public SecureStreamSocket {
+class AttachedSocket final : public Poco::Net::StreamSocket {
  public:
-  explicit TlsSocket(SecureStreamSocketImpl* impl) : SecureStreamSocket(impl) {}
+  explicit AttachedSocket(const Poco::AutoPtr<SessionSocket>& socket)
+      : StreamSocket(Poco::AutoPtr<SessionSocket>(socket).duplicate()) {}
 };
 
 }  // namespace
 
-StreamSocket openSocketLike(const StreamSocket& model, SocketAddress::Family family) {
-  const StreamSocket plain(family);
-  if (!model.secure()) return plain;
-  const SecureStreamSocket tlsModel(model);
-  TlsSocket tls(
-      new SecureStreamSocketImpl(static_cast<StreamSocketImpl*>(plain.impl()), tlsModel.context()));
-  tls.setPeerHostName(tlsModel.getPeerHostName());
-  return tls;
+StrictSession::StrictSession(Connections& connections, const std::string& host, Poco::UInt16 port,
+                             const Poco::Net::Context::Ptr& tlsContext)
+    : ClientSession(static_cast<ByteSource&>(*this)),
+      HTTPClientSession(host, port),
+      tlsContext_(tlsContext),
+      socket_(new SessionSocket(connections)) {
+  attachSocket(AttachedSocket(socket_));
+}
+
+std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
+  dropStream();
+  sendFailure_ = nullptr;
+  isSending_ = true;
+  return Session::sendRequest(request);
+}
+
+// The stream of a request that was given up writes what it still holds when it ends, if need be on a
+// new connection, ahead of the next request.
+void StrictSession::dropStream() {
+  isSending_ = false;
+  try {
+    Session::flushRequest();
+  } catch (const Poco::Exception&) {
+    // What went wrong in that request has been told.
+  }
+}
+
+void StrictSession::flushRequest() {
+  Session::flushRequest();
+  if (sendFailure_) std::rethrow_exception(sendFailure_);
+}
+
+bool StrictSession::hasInput() const {
+  return socket_->peer().isOpen() && socket_->peer().hasInput();
+}
+
+void StrictSession::reset() {
+  reader_.clear();
+  Session::reset();
+}
+
+// Through a tunnel the server is asked as if there were no proxy.
+std::string StrictSession::proxyRequestPrefix() const {
+  return secure() ? std::string() : Session::proxyRequestPrefix();
+}
+
+void StrictSession::proxyAuthenticate(HTTPRequest& request) {
+  if (!secure()) Session::proxyAuthenticate(request);
+}
+
+// A connection that is not all that was asked for must not be left for the next request.
+void StrictSession::connect(const Poco::Net::SocketAddress& address) {
+  try {
+    socket_->connectTo(address, getTimeout().totalMilliseconds());
+    if (!secure()) return;
+    if (!getProxyHost().empty()) openTunnel();
+    socket_->startTls(tlsContext_, getHost());
+  } catch (...) {
+    socket_->close();
+    throw;
+  }
+}
+
+void StrictSession::openTunnel() {
+  constexpr char kRefused[] = "Cannot establish proxy connection";
+  HTTPRequest request(HTTPRequest::HTTP_CONNECT, getHost() + ":" + std::to_string(getPort()),
+                      HTTPRequest::HTTP_1_1);
+  request.set("Proxy-Connection", "Keep-Alive");
+  request.set(HTTPRequest::HOST, getHost());
+  proxyAuthenticateImpl(request, getProxyConfig());
+  std::ostringstream bytes;
+  request.write(bytes);
+  socket_->peer().boundStep();
+  socket_->send(bytes.view().data(), bytes.view().size());
+
+  ResponseHead head;
+  reader_.readHead(head, false);
+  if (head.status() < 200 || head.status() > 299) {
+    throw Poco::Net::HTTPException(kRefused, std::string(head.reason()));
+  }
+  // The server speaks TLS only when it is spoken to: these bytes are not its own.
+  if (reader_.hasLeftOver()) {
+    throw Poco::Net::HTTPException(kRefused, "Unexpected bytes after the answer");
+  }
+  reader_.clear();
+}
+
+// A stream swallows the failure of a write, and writes the rest, or the same again, when it ends.
+// The server must not see anything behind the gap.
+int StrictSession::write(const char* buffer, std::streamsize length) {
+  if (sendFailure_ || !isSending_) return static_cast<int>(length);
+  try {
+    return Session::write(buffer, length);
+  } catch (...) {
+    sendFailure_ = std::current_exception();
+    throw;
+  }
+}
+
+std::size_t StrictSession::receive(char* buffer, std::size_t length) {
+  return socket_->receive(buffer, length);
 }
 
 }  // namespace com::corvane::connectivity::plugins

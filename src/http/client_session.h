@@ -1,26 +1,31 @@
 // http/client_session.h : one worker's connection to the server, with strict reading.
 //
-// Role:      joins a POCO client session (connecting, proxy, TLS, sending) with a ResponseReader
-//            (receiving). POCO's own reading of responses is not used: it delivers bodies that
-//            were cut short as whole ones, and lets the rest of one answer begin the next.
+// Role:      joins a POCO client session (the request's bytes, and when a connection is made anew)
+//            with a SessionSocket (connecting, TLS, waiting) and a ResponseReader (receiving).
+//            POCO's own reading of responses is not used: it delivers bodies that were cut short as
+//            whole ones, and lets the rest of one answer begin the next. Nor are its waits: they
+//            begin anew with every byte, and not all can be cut.
 // Threads:   one worker only.
 // Ownership: the connection closes with the session.
-// Errors:    what POCO throws; ResponseReader's errors; Connections::kCutText instead of either
-//            when the connections have been cut. Call reset after any of them.
+// Errors:    what POCO throws; SessionSocket's and ResponseReader's errors; while a tunnel is being
+//            opened Poco::Net::HTTPException "Cannot establish proxy connection" with the reason.
+//            Call reset after any of them.
+// Limits:    as long as the host name is looked up nothing is bounded or can be cut.
 #pragma once
 
-#include <Poco/Exception.h>
+#include <Poco/AutoPtr.h>
+#include <Poco/Net/Context.h>
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/SocketAddress.h>
-#include <Poco/Net/StreamSocket.h>
 
 #include <exception>
 #include <iosfwd>
-#include <utility>
+#include <string>
 
 #include "http/connections.h"
 #include "http/response_reader.h"
+#include "http/session_socket.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -34,6 +39,9 @@ class ClientSession {
 
   /// Sends what sendRequest's stream still holds. Throws what went wrong in it.
   virtual void flushRequest() = 0;
+
+  /// True when the peer has sent what has not been received yet, or has closed.
+  virtual bool hasInput() const = 0;
 
   /// Closes the connection; the next request opens a new one. Does not throw.
   virtual void reset() = 0;
@@ -49,94 +57,42 @@ class ClientSession {
   ResponseReader reader_;
 };
 
-/// A socket of the same kind, plain or with the same TLS settings, that has its descriptor already
-/// and is not connected yet.
-Poco::Net::StreamSocket openSocketLike(const Poco::Net::StreamSocket& model,
-                                       Poco::Net::SocketAddress::Family family);
-
-/// PocoSession is Poco::Net::HTTPClientSession or a class derived from it.
-template <class PocoSession>
-class StrictSession final : private ByteSource, public ClientSession, private PocoSession {
+class StrictSession final : private ByteSource,
+                            public ClientSession,
+                            private Poco::Net::HTTPClientSession {
  public:
-  template <class... Arguments>
-  explicit StrictSession(Connections& connections, Arguments&&... arguments)
-      : ClientSession(static_cast<ByteSource&>(*this)),
-        PocoSession(std::forward<Arguments>(arguments)...),
-        connection_(connections) {}
+  /// For plain HTTP without a context. Borrows the connections.
+  StrictSession(Connections& connections, const std::string& host, Poco::UInt16 port,
+                const Poco::Net::Context::Ptr& tlsContext = {});
 
-  std::ostream& sendRequest(Poco::Net::HTTPRequest& request) override {
-    sendFailure_ = nullptr;
-    try {
-      return PocoSession::sendRequest(request);
-    } catch (const Poco::Exception&) {
-      connection_.requireUncut();
-      throw;
-    }
-  }
-
-  void flushRequest() override {
-    PocoSession::flushRequest();
-    if (!sendFailure_) return;
-    connection_.requireUncut();
-    std::rethrow_exception(sendFailure_);
-  }
-
-  void reset() override {
-    reader_.clear();
-    try {
-      PocoSession::reset();
-    } catch (const Poco::Exception&) {
-      // The connection is given up in any case; how its end went interests nobody.
-    }
-    connection_.close();
-  }
-
+  std::ostream& sendRequest(Poco::Net::HTTPRequest& request) override;
+  void flushRequest() override;
+  bool hasInput() const override;
+  void reset() override;
   Poco::Net::HTTPClientSession& base() override { return *this; }
 
  private:
-  // The library would make the socket only while it connects, out of reach for those who stop it.
-  void connect(const Poco::Net::SocketAddress& address) override {
-    if (PocoSession::secure() && !PocoSession::getProxyHost().empty()) {
-      connection_.requireUncut();
-      PocoSession::connect(address);  // asks the proxy on a socket of its own
-      connection_.open(PocoSession::socket().impl()->sockfd());
-      return;
-    }
-    Poco::Net::StreamSocket socket = openSocketLike(PocoSession::socket(), address.family());
-    connection_.open(socket.impl()->sockfd());
-    PocoSession::attachSocket(socket);
-    PocoSession::connect(address);
-  }
+  using Session = Poco::Net::HTTPClientSession;
 
-  // A stream swallows the failure of a write, and writes the rest, or the same again, when it ends.
-  // The server must not see anything behind the gap.
-  int write(const char* buffer, std::streamsize length) override {
-    if (sendFailure_) return static_cast<int>(length);
-    try {
-      return PocoSession::write(buffer, length);
-    } catch (...) {
-      sendFailure_ = std::current_exception();
-      throw;
-    }
-  }
+  // For the library.
+  bool secure() const override { return !tlsContext_.isNull(); }
+  std::string proxyRequestPrefix() const override;
+  void proxyAuthenticate(Poco::Net::HTTPRequest& request) override;
+  void connect(const Poco::Net::SocketAddress& address) override;
+  int write(const char* buffer, std::streamsize length) override;
 
-  std::size_t receive(char* buffer, std::size_t length) override {
-    int count = 0;
-    try {
-      count = PocoSession::read(buffer, static_cast<std::streamsize>(length));
-    } catch (const Poco::Exception&) {
-      connection_.requireUncut();
-      throw;
-    }
-    // A connection that was cut looks like one that the peer has closed: the end of some bodies.
-    if (count <= 0) connection_.requireUncut();
-    // TLS tells by a negative number that it still waits, which only a time-out lets through.
-    if (count < 0) throw Poco::TimeoutException();
-    return static_cast<std::size_t>(count);
-  }
+  // For the reader.
+  void beginHead() override { socket_->peer().boundStep(); }
+  void beginBody() override { socket_->peer().boundStretches(); }
+  std::size_t receive(char* buffer, std::size_t length) override;
 
-  SessionConnection connection_;
+  void dropStream();
+  void openTunnel();
+
+  const Poco::Net::Context::Ptr tlsContext_;
+  Poco::AutoPtr<SessionSocket> socket_;
   std::exception_ptr sendFailure_;
+  bool isSending_ = false;
 };
 
 }  // namespace com::corvane::connectivity::plugins

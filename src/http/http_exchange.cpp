@@ -3,7 +3,6 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/Net/StreamSocket.h>
 #include <Poco/URI.h>
 
 #include <algorithm>
@@ -225,11 +224,8 @@ bool HttpExchange::attempt(HTTPRequest& request, RequestDetails& details) {
 // A server may answer and close before it has taken the whole body: the send fails, and the answer
 // waits to be read.
 bool HttpExchange::readEarlyHead(bool toHead) {
-  Poco::Net::HTTPClientSession& base = session_->base();
   try {
-    const bool hasAnswer =
-        base.connected() && base.socket().poll(Poco::Timespan(0), Poco::Net::Socket::SELECT_READ);
-    if (!hasAnswer) return false;
+    if (!session_->hasInput()) return false;
     session_->reader().readHead(head_, toHead);
     session_->reader().forbidReuse();
     return true;

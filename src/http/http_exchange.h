@@ -50,8 +50,7 @@ class HttpExchange {
   /// Performs the request that the message describes and answers it.
   void mapMessageToRequest(Message& message);
 
-  /// Closes the connection. Call it on the worker's own thread before that ends: with TLS, closing
-  /// writes to the socket, which must not happen on a thread where SIGPIPE is deadly.
+  /// Closes the connection. Call it on the worker's own thread before that ends.
   void close() { session_->reset(); }
 
  private:

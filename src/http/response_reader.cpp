@@ -89,6 +89,7 @@ void ResponseReader::readHead(ResponseHead& head, bool toHead) {
   framing_ = Framing::None;
   framingError_ = "";
   std::size_t interimBytes = 0;
+  source_.beginHead();
   while (true) {
     head.clear();
     collectHead(head, ResponseHead::kHeadBytesMax);
@@ -97,6 +98,7 @@ void ResponseReader::readHead(ResponseHead& head, bool toHead) {
     if (head.status() >= 200 || head.status() == 101) break;
     if (interimBytes > kInterimBytesMax) throw MessageException("Too many interim responses");
   }
+  source_.beginBody();
   settleFraming(head, toHead);
 }
 
@@ -279,6 +281,6 @@ bool ResponseReader::drain(std::size_t bytesMax) {
 
 void ResponseReader::forbidReuse() { keepsOpen_ = false; }
 
-bool ResponseReader::reusable() const { return complete_ && keepsOpen_ && begin_ == end_; }
+bool ResponseReader::reusable() const { return complete_ && keepsOpen_ && !hasLeftOver(); }
 
 }  // namespace com::corvane::connectivity::plugins

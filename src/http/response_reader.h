@@ -25,6 +25,12 @@ namespace com::corvane::connectivity::plugins {
 /// Where the bytes come from.
 class ByteSource {
  public:
+  /// What is received from now on is one head, interim ones ahead of it included.
+  virtual void beginHead() {}
+
+  /// What is received from now on is a body.
+  virtual void beginBody() {}
+
   /// Waits for bytes and stores up to `length` of them. Returns their number, 0 at the end.
   virtual std::size_t receive(char* buffer, std::size_t length) = 0;
 
@@ -56,6 +62,9 @@ class ResponseReader {
   /// True when the body was read to its proven end, the peer keeps the connection open and nothing
   /// follows: the connection may carry the next request.
   bool reusable() const;
+
+  /// True when bytes have been received that belong to no head and no body so far.
+  bool hasLeftOver() const { return begin_ != end_; }
 
   /// Makes reusable false for this answer, whatever else it says.
   void forbidReuse();

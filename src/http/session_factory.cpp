@@ -1,6 +1,5 @@
 #include "http/session_factory.h"
 
-#include <Poco/Net/HTTPSClientSession.h>
 #include <Poco/Net/IPAddress.h>
 #include <Poco/Net/InvalidCertificateHandler.h>
 #include <Poco/Net/VerificationErrorArgs.h>
@@ -14,7 +13,6 @@ namespace com::corvane::connectivity::plugins {
 
 using Poco::Net::Context;
 using Poco::Net::HTTPClientSession;
-using Poco::Net::HTTPSClientSession;
 
 namespace {
 
@@ -42,7 +40,7 @@ void expectPeer(Context& context, const std::string& host) {
   if (done != 1) throw std::runtime_error("Could not set the expected TLS peer to " + host);
 }
 
-// POCO counts milliseconds in 32 bits when it connects.
+// The system counts milliseconds in 31 bits when it waits.
 Poco::Timespan timeout(std::int64_t seconds) {
   constexpr std::int64_t kSecondsMax = std::numeric_limits<std::int32_t>::max() / 1000;
   return Poco::Timespan(static_cast<long>(std::min(seconds, kSecondsMax)), 0);
@@ -57,8 +55,7 @@ std::unique_ptr<ClientSession> SessionFactory::create(const std::string& host, s
     session = createTls(host, port, logger);
   } else {
     logger.log(LogLevel::Info, "Connecting to http://%s:%I64u%s", host, port, settings_.basePath);
-    session = std::make_unique<StrictSession<HTTPClientSession>>(connections_, host,
-                                                                 static_cast<Poco::UInt16>(port));
+    session = std::make_unique<StrictSession>(connections_, host, static_cast<Poco::UInt16>(port));
   }
   setProxy(session->base(), logger);
   session->base().setKeepAlive(true);
@@ -75,8 +72,8 @@ std::unique_ptr<ClientSession> SessionFactory::createTls(const std::string& host
     logger.log(LogLevel::Info, "Connecting to https://%s:%I64u%s using CA file %s", host, port,
                settings_.basePath, settings_.tlsCertificateAuthorityFile);
   }
-  return std::make_unique<StrictSession<HTTPSClientSession>>(
-      connections_, host, static_cast<Poco::UInt16>(port), tlsContext(host));
+  return std::make_unique<StrictSession>(connections_, host, static_cast<Poco::UInt16>(port),
+                                         tlsContext(host));
 }
 
 // Loading the platform's authorities takes some 20 ms and 900 KiB: once a transport, not once a

@@ -34,10 +34,12 @@ class SessionFactory {
   std::unique_ptr<ClientSession> create(const std::string& host, std::uint64_t port,
                                         const ThreadLogger& logger);
 
+  /// What all sessions with TLS share; made by the first call.
+  Poco::Net::Context::Ptr tlsContext(const std::string& host);
+
  private:
   std::unique_ptr<ClientSession> createTls(const std::string& host, std::uint64_t port,
                                            const ThreadLogger& logger);
-  Poco::Net::Context::Ptr tlsContext(const std::string& host);
   void setProxy(Poco::Net::HTTPClientSession& session, const ThreadLogger& logger) const;
 
   const Settings& settings_;

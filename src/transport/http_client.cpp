@@ -1,6 +1,5 @@
 #include "transport/http_client.h"
 
-#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -83,7 +82,7 @@ HTTPClient::~HTTPClient() noexcept(false) {
   live_transports::remove(*this);
   shuttingDown_ = true;  // first: the workers' end is then the expected one
   queue_.terminate();
-  cutWorkersOff();
+  sessions_.cutConnections();
   endWorkers();
   awaitDeliveries();
 }
@@ -92,7 +91,7 @@ void HTTPClient::abandon() noexcept {
   shuttingDown_ = true;
   abandoned_ = true;  // the host's element may be gone already
   queue_.terminate();
-  cutWorkersOff();
+  sessions_.cutConnections();
   endWorkers();
 }
 
@@ -119,7 +118,7 @@ void HTTPClient::shutdown() {
   bool hostGoesDown = isHostShuttingDown();
   if (!hostGoesDown && !isWorkerThread()) hostGoesDown = !drain();
   queue_.terminate();
-  if (hostGoesDown) cutWorkersOff();
+  if (hostGoesDown) sessions_.cutConnections();
   endWorkers();
   if (!isWorkerThread()) awaitDeliveries();
 }
@@ -142,20 +141,6 @@ bool HTTPClient::drain() {
     if (passWithin(*sentinel)) return true;
   }
   return false;
-}
-
-// A socket that was cut just before it connects still connects, and its first send then waits for
-// the peer: all are cut again until the workers have ended.
-void HTTPClient::cutWorkersOff() {
-  constexpr std::int64_t kSliceMs = 5;
-  const auto isLive = [](const auto& state) { return state == WorkerState::Live; };
-  sessions_.cutConnections();
-  if (isWorkerThread()) return;
-  AutoMutex lock(workersMutex_);
-  while (std::any_of(workerStates_.begin(), workerStates_.end(), isLive)) {
-    workersEnded_.timedwaitRelative(kSliceMs);
-    sessions_.cutConnections();
-  }
 }
 
 void HTTPClient::endWorkers() {

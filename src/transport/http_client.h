@@ -85,7 +85,6 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   void awaitBarrier(Sentinel& sentinel) const;
   bool passWithin(Sentinel& sentinel) const;
   bool drain();
-  void cutWorkersOff();
   void endWorkers();
   void awaitDeliveries() const;
 

@@ -1,7 +1,8 @@
-// The server falls silent. The time-out is a second; nothing is asserted about how long it takes.
+// The peer falls silent. The time-out is a second; nothing is asserted about how long it takes.
 #include <gmock/gmock.h>
 
 #include <future>
+#include <string>
 
 #include "faults/fault_test.h"
 
@@ -11,6 +12,8 @@ namespace {
 using test_support::Connection;
 using test_support::ScriptedServer;
 using testing::ElementsAre;
+
+constexpr char kTunnelOpened[] = "HTTP/1.1 200 Connection established\r\n\r\n";
 
 class StalledServerTest : public FaultTest {
  protected:
@@ -30,23 +33,68 @@ TEST_P(StalledServerTest, FailsWithoutRetry) { meetsIt(); }
 
 INSTANTIATE_TEST_SUITE_P(Faults, StalledServerTest, overBothWires(kFaults), FaultTest::nameOf);
 
+// ---- Silence where no request has been read yet
+
 class StalledPeerTest : public FaultFixture {
  protected:
   StalledPeerTest() { configure("timeoutSecs", data_t(1)); }
+
+  /// One request that fails with "Timeout", once.
+  void timesOut(const ScriptedServer& server) {
+    create(server.port());
+
+    const Answer answer = perform(RequestMessage("GET", "/", ""));
+
+    EXPECT_EQ(answer.status, 400);
+    EXPECT_EQ(answer.reason, "Timeout");
+    EXPECT_THAT(lines(), ElementsAre("WARN Caught exception processing a request: Timeout"));
+    EXPECT_EQ(overallStatus(), "FAILED");
+    EXPECT_EQ(server.connectionCount(), 1u);
+    end();
+  }
 };
 
-TEST_F(StalledPeerTest, RetriesAnUploadThatIsNotTaken) {
+TEST_F(StalledPeerTest, FailsWhenTheTlsHandshakeIsNotAnswered) {
+  useWire(Wire::Tls);
+
+  timesOut(ScriptedServer([](Connection& connection) { connection.waitUntilClosed(); }));
+}
+
+TEST_F(StalledPeerTest, FailsWhenTheProxyDoesNotSayWhetherItOpensATunnel) {
+  useWire(Wire::OverTunnel);
+
+  timesOut(ScriptedServer([](Connection& connection) { connection.waitUntilClosed(); }));
+}
+
+TEST_F(StalledPeerTest, FailsWhenTheTlsHandshakeInATunnelIsNotAnswered) {
+  useWire(Wire::OverTunnel);
+
+  timesOut(ScriptedServer([](Connection& connection) {
+    connection.readRequest();
+    connection.send(kTunnelOpened);
+    connection.waitUntilClosed();
+  }));
+}
+
+// ---- An upload that is not taken
+
+class UntakenUploadTest : public WireTest {
+ protected:
+  UntakenUploadTest() { configure("timeoutSecs", data_t(1)); }
+};
+
+TEST_P(UntakenUploadTest, IsRetriedOnce) {
   // More than the system buffers between the two.
   const std::string large(16 * 1024 * 1024, 'x');
   std::promise<void> answered;
   const std::shared_future<void> whenAnswered = answered.get_future();
-  ScriptedServer server([&](Connection& connection) {
+  const auto server = serverOver<ScriptedServer>(GetParam(), [&](Connection& connection) {
     while (connection.readHead()) {
       if (connection.index() < 2) return whenAnswered.wait();
       connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
     }
   });
-  create(server.port());
+  create(server->port());
 
   const Answer answer = perform(RequestMessage("POST", "/", large));
   const Outcome expected = failedTwice("Poco::IOException", "I/O error", "Operation would block");
@@ -55,25 +103,15 @@ TEST_F(StalledPeerTest, RetriesAnUploadThatIsNotTaken) {
   EXPECT_EQ(answer.reason, expected.reason);
   EXPECT_EQ(overallStatus(), "FAILED");
   EXPECT_EQ(lines(), expected.lines);
-  EXPECT_EQ(server.connectionCount(), 2u);
+  EXPECT_EQ(server->connectionCount(), 2u);
 
   EXPECT_EQ(perform(RequestMessage("GET", "/", "")).payload, "ok");
   end();
 }
 
-TEST_F(StalledPeerTest, FailsWhenTheTlsHandshakeIsNotAnswered) {
-  useTls();
-  ScriptedServer server([](Connection& connection) { connection.waitUntilClosed(); });
-  create(server.port());
-
-  const Answer answer = perform(RequestMessage("GET", "/", ""));
-
-  EXPECT_EQ(answer.status, 400);
-  EXPECT_EQ(answer.reason, "Timeout");
-  EXPECT_THAT(lines(), ElementsAre("WARN Caught exception processing a request: Timeout"));
-  EXPECT_EQ(overallStatus(), "FAILED");
-  end();
-}
+INSTANTIATE_TEST_SUITE_P(Faults, UntakenUploadTest,
+                         testing::Values(Wire::Plain, Wire::Tls, Wire::OverTunnel),
+                         WireTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -148,6 +148,29 @@ TEST_F(ConnectionsTest, DoNotEndABodyByBeingCut) {
   }
 }
 
+// A request that could not be written to its end is given up; its stream outlives the connection.
+TEST_F(ConnectionsTest, DoNotCarryTheRestOfAnEarlierRequest) {
+  ScriptedServer server(ScriptedServer::answeringAll(kEmptyAnswer));
+  settings_.port = server.port();
+  const connectivity10_15_0::Logger log("category");
+  const auto session = sessions_.create("127.0.0.1", server.port(), ThreadLogger(log, 0));
+  Poco::Net::HTTPRequest given("POST", "/given-up", "HTTP/1.1");
+  given.setContentLength(10);
+  session->sendRequest(given) << "half";
+  session->reset();
+
+  Poco::Net::HTTPRequest request("GET", "/", "HTTP/1.1");
+  session->sendRequest(request);
+  session->flushRequest();
+  ResponseHead head;
+  session->reader().readHead(head, false);
+
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].target, "/");
+  session->reset();
+}
+
 TEST_F(ConnectionsTest, AreNotMadeAnewOnceTheyHaveBeenCut) {
   ScriptedServer server(
       ScriptedServer::answeringAll("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"));
@@ -181,6 +204,41 @@ TEST_F(ConnectionsTest, AreCutInATunnelThroughAProxy) {
   connectTo(8443);
 
   EXPECT_EQ(reasonWhenCutAfter([&] { proxy.waitForRequests(2); }), Connections::kCutText);
+
+  EXPECT_EQ(proxy.connectionCount(), 1u);
+}
+
+TEST_F(ConnectionsTest, AreCutWhileAProxyIsAskedForATunnel) {
+  ScriptedServer proxy([](Connection& connection) {
+    connection.readRequest();
+    connection.waitUntilClosed();
+  });
+  settings_.proxyHost = "127.0.0.1";
+  settings_.proxyPort = proxy.port();
+  settings_.tls = true;
+  connectTo(8443);
+
+  EXPECT_EQ(reasonWhenCutAfter([&] { proxy.waitForRequests(1); }), Connections::kCutText);
+
+  EXPECT_FALSE(hasRetried());
+  EXPECT_EQ(proxy.connectionCount(), 1u);
+}
+
+TEST_F(ConnectionsTest, AreCutInsideTheTlsHandshakeOfATunnel) {
+  std::promise<void> greeted;
+  ScriptedServer proxy([&](Connection& connection) {
+    connection.readRequest();
+    connection.send("HTTP/1.1 200 Connection established\r\n\r\n");
+    connection.readSome();
+    greeted.set_value();
+    connection.waitUntilClosed();
+  });
+  settings_.proxyHost = "127.0.0.1";
+  settings_.proxyPort = proxy.port();
+  settings_.tls = true;
+  connectTo(8443);
+
+  EXPECT_EQ(reasonWhenCutAfter([&] { greeted.get_future().wait(); }), Connections::kCutText);
 
   EXPECT_EQ(proxy.connectionCount(), 1u);
 }

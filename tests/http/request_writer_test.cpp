@@ -23,6 +23,7 @@ class RecordingSession final : private ByteSource, public ClientSession {
 
   std::ostream& sendRequest(HTTPRequest&) override { return body; }
   void flushRequest() override { ++flushes; }
+  bool hasInput() const override { return false; }
   void reset() override {}
   Poco::Net::HTTPClientSession& base() override { return base_; }
 

@@ -25,12 +25,16 @@ class HostFixture : public testing::Test {
     map.insert(data_t("port"), data_t(std::int64_t{port}));
     map.insert(data_t("numClients"), data_t(clients));
     map.insert(data_t("timeoutSecs"), data_t(timeoutSecs));
+    addTo(map);
     const data_t config(std::move(map));
     plugin_ =
         kel_create_plugin_with_params_HTTPClient("plugin", "chain", &config.raw(), this, this);
     ASSERT_NE(plugin_, nullptr);
     ASSERT_EQ(kel_plugin_setNextTowardsHost_HTTPClient(plugin_, this, &HostFixture::receive), 0);
   }
+
+  /// What else the configuration is to say.
+  virtual void addTo(map_t&) const {}
 
   void createAndStart(std::uint16_t port, std::int64_t clients = 1,
                       std::int64_t timeoutSecs = 100'000) {

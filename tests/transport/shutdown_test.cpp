@@ -415,5 +415,47 @@ INSTANTIATE_TEST_SUITE_P(Places, BlockedShutdownTest,
                                          Block{"Body", &stopInTheBody}),
                          [](const auto& tested) { return tested.param.name; });
 
+// ---- With a proxy that does not say whether it opens a tunnel
+
+class TunnelShutdownTest : public ShutdownTest {
+ protected:
+  TunnelShutdownTest() {
+    createAndStart(8443);
+    EXPECT_EQ(deliver(request(0)), 0);
+    proxy_.waitForRequests(1);
+  }
+
+  void addTo(map_t& config) const override {
+    map_t proxy;
+    proxy.insert(data_t("host"), data_t("127.0.0.1"));
+    proxy.insert(data_t("port"), data_t(std::int64_t{proxy_.port()}));
+    config.insert(data_t("proxy"), data_t(std::move(proxy)));
+    config.insert(data_t("tls"), data_t(true));
+  }
+
+  void expectOneCut() const {
+    EXPECT_TRUE(answers_.eachOnce(1));
+    EXPECT_EQ(answers_.all()[0].reason, Connections::kCutText);
+    EXPECT_EQ(proxy_.connectionCount(), 1u);
+  }
+
+  const ScriptedServer proxy_{neverAnswer};
+};
+
+TEST_F(TunnelShutdownTest, CutsTheRequestOffWhenTheHostGoesDown) {
+  host_.setShuttingDown(true);
+
+  EXPECT_EQ(shutdown(), 0);
+
+  expectOneCut();
+  EXPECT_EQ(destroy(), 0);
+}
+
+TEST_F(TunnelShutdownTest, LeftOutCutsTheRequestOff) {
+  EXPECT_EQ(destroy(), 0);
+
+  expectOneCut();
+}
+
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,120 @@
+#include "http/tls_stream.h"
+
+#include <Poco/Net/SSLException.h>
+#include <openssl/err.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace com::corvane::connectivity::plugins {
+namespace {
+
+int clamped(std::size_t length) {
+  return static_cast<int>(std::min<std::size_t>(length, std::numeric_limits<int>::max()));
+}
+
+TlsStream& streamOf(BIO* bio) { return *static_cast<TlsStream*>(BIO_get_data(bio)); }
+
+}  // namespace
+
+TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
+                     const std::string& host)
+    : peer_(peer), context_(context), ssl_(SSL_new(context->sslContext())) {
+  BIO* const bio = ssl_ ? BIO_new(method()) : nullptr;
+  if (bio == nullptr) throw std::bad_alloc();
+  BIO_set_data(bio, this);
+  SSL_set_bio(ssl_.get(), bio, bio);
+  SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
+  peer_.boundStep();
+  ERR_clear_error();
+  if (outcome(SSL_connect(ssl_.get())) == 0) {
+    throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
+  }
+  peer_.boundStretches();
+}
+
+std::size_t TlsStream::receive(char* buffer, std::size_t length) {
+  ERR_clear_error();
+  return outcome(SSL_read(ssl_.get(), buffer, clamped(length)));
+}
+
+void TlsStream::send(const char* bytes, std::size_t length) {
+  while (length > 0) {
+    ERR_clear_error();
+    const std::size_t count = outcome(SSL_write(ssl_.get(), bytes, clamped(length)));
+    if (count == 0) throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
+    bytes += count;
+    length -= count;
+  }
+}
+
+void TlsStream::close() noexcept {
+  if (hasFailed_) return;
+  peer_.stopWaiting();
+  ERR_clear_error();
+  SSL_shutdown(ssl_.get());
+  peerFailure_ = nullptr;  // how the end of a connection goes interests nobody
+}
+
+// A number of bytes, 0 at the end of TLS; or what went wrong, thrown.
+std::size_t TlsStream::outcome(int result) {
+  if (result > 0) return static_cast<std::size_t>(result);
+  if (SSL_get_error(ssl_.get(), result) == SSL_ERROR_ZERO_RETURN) return 0;
+  hasFailed_ = true;
+  const std::exception_ptr peerFailure = std::exchange(peerFailure_, nullptr);
+  const unsigned long error = ERR_get_error();
+  if (error != 0) {
+    // Such as a certificate that is refused, whatever became of telling that to the peer.
+    char text[256];
+    ERR_error_string_n(error, text, sizeof(text));
+    throw Poco::Net::SSLException(text);
+  }
+  if (peerFailure) std::rethrow_exception(peerFailure);
+  throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
+}
+
+int TlsStream::readFromPeer(BIO* bio, char* buffer, int length) {
+  TlsStream& stream = streamOf(bio);
+  try {
+    const std::size_t count = stream.peer_.receive(buffer, static_cast<std::size_t>(length));
+    stream.peerHasEnded_ = count == 0;
+    return static_cast<int>(count);
+  } catch (...) {
+    stream.peerFailure_ = std::current_exception();
+    return -1;
+  }
+}
+
+int TlsStream::writeToPeer(BIO* bio, const char* bytes, int length) {
+  TlsStream& stream = streamOf(bio);
+  try {
+    stream.peer_.send(bytes, static_cast<std::size_t>(length));
+    return length;
+  } catch (...) {
+    stream.peerFailure_ = std::current_exception();
+    return -1;
+  }
+}
+
+// The library asks whether the end has come after a read that gave nothing.
+long TlsStream::control(BIO* bio, int command, long, void*) {
+  if (command == BIO_CTRL_EOF) return streamOf(bio).peerHasEnded_ ? 1 : 0;
+  return command == BIO_CTRL_FLUSH ? 1 : 0;
+}
+
+const BIO_METHOD* TlsStream::method() {
+  static const std::unique_ptr<BIO_METHOD, decltype(&BIO_meth_free)> method = [] {
+    std::unique_ptr<BIO_METHOD, decltype(&BIO_meth_free)> made(
+        BIO_meth_new(BIO_TYPE_SOURCE_SINK, "peer socket"), BIO_meth_free);
+    if (!made) throw std::bad_alloc();
+    BIO_meth_set_read(made.get(), readFromPeer);
+    BIO_meth_set_write(made.get(), writeToPeer);
+    BIO_meth_set_ctrl(made.get(), control);
+    return made;
+  }();
+  return method.get();
+}
+
+}  // namespace com::corvane::connectivity::plugins

@@ -1,0 +1,61 @@
+// http/tls_stream.h : TLS as the client, on top of a PeerSocket.
+//
+// Role:      the TLS library reads and writes through the socket's own waits, so that their bounds
+//            and the cut hold below it: it never waits itself.
+// Threads:   one worker only.
+// Ownership: borrows the socket, which outlives it; shares the context.
+// Errors:    PeerSocket's; Poco::Net::SSLException with the TLS library's text for anything that is
+//            wrong with what comes; Poco::Net::SSLConnectionUnexpectedlyClosedException when it has
+//            none.
+#pragma once
+
+#include <Poco/Net/Context.h>
+#include <openssl/ssl.h>
+
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <string>
+
+#include "http/peer_socket.h"
+
+namespace com::corvane::connectivity::plugins {
+
+class TlsStream {
+ public:
+  /// Performs the handshake, as one step of the socket. The context says what is verified; `host`
+  /// is the name that the server is told.
+  TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context, const std::string& host);
+  TlsStream(const TlsStream&) = delete;
+  TlsStream& operator=(const TlsStream&) = delete;
+
+  /// As PeerSocket::receive; 0 when the peer has closed TLS. An end without that is an error.
+  std::size_t receive(char* buffer, std::size_t length);
+
+  /// As PeerSocket::send.
+  void send(const char* bytes, std::size_t length);
+
+  /// Tells the peer that nothing more comes; without waiting, and unless something has failed.
+  void close() noexcept;
+
+ private:
+  struct FreeSsl {
+    void operator()(SSL* ssl) const { SSL_free(ssl); }
+  };
+
+  static int readFromPeer(BIO* bio, char* buffer, int length);
+  static int writeToPeer(BIO* bio, const char* bytes, int length);
+  static long control(BIO* bio, int command, long number, void* pointer);
+  static const BIO_METHOD* method();
+
+  std::size_t outcome(int result);
+
+  PeerSocket& peer_;
+  const Poco::Net::Context::Ptr context_;
+  std::unique_ptr<SSL, FreeSsl> ssl_;
+  std::exception_ptr peerFailure_;  // what must not pass through the library's own code
+  bool peerHasEnded_ = false;
+  bool hasFailed_ = false;
+};
+
+}  // namespace com::corvane::connectivity::plugins
