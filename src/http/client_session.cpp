@@ -34,6 +34,8 @@ StrictSession::StrictSession(Connections& connections, const std::string& host, 
 
 std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
   dropStream();
+  // What has come while nothing was asked for is no answer to what is asked next.
+  if (socket_->hasBytes()) reset();
   sendFailure_ = nullptr;
   isSending_ = true;
   return Session::sendRequest(request);

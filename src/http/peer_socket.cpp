@@ -167,6 +167,11 @@ bool PeerSocket::hasInput() const {
   return ::poll(&polled, 1, 0) > 0;
 }
 
+bool PeerSocket::hasBytes() const {
+  char byte = 0;
+  return ::recv(descriptor_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
 void PeerSocket::close() {
   if (descriptor_ < 0) return;
   connections_.closeAndRemove(descriptor_);

@@ -56,6 +56,9 @@ class PeerSocket {
   /// True when receive would not wait.
   bool hasInput() const;
 
+  /// True when there are bytes to receive, rather than the end of the connection.
+  bool hasBytes() const;
+
   /// Closes the connection, if there is one. Does not throw.
   void close();
 
