@@ -41,8 +41,8 @@ std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
   return Session::sendRequest(request);
 }
 
-// The stream of a request that was given up writes what it still holds when it ends, if need be on a
-// new connection, ahead of the next request.
+// The stream of a request that was given up writes what it still holds when it ends, if need be on
+// a new connection, ahead of the next request.
 void StrictSession::dropStream() {
   isSending_ = false;
   try {

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "runtime/platform.h"
 
@@ -34,6 +35,20 @@ struct SystemErrors : Poco::Net::SocketImpl {
 void setOption(int descriptor, int level, int name, const void* value, std::size_t bytes) {
   const int result = ::setsockopt(descriptor, level, name, value, static_cast<socklen_t>(bytes));
   if (result != 0) SystemErrors::error(errno);
+}
+
+// What poll gives: 0 when that time of the monotonic clock has come, at which it has looked once
+// more; below 0 for an error.
+int awaitUntil(std::int64_t nanos, int descriptor, short events) {
+  while (true) {
+    const std::int64_t leftNanos = std::max<std::int64_t>(nanos - Platform::monotonicNanos(), 0);
+    const std::int64_t leftMs = std::min<std::int64_t>((leftNanos + kNanosPerMs - 1) / kNanosPerMs,
+                                                       std::numeric_limits<int>::max());
+    pollfd polled{descriptor, events, 0};
+    const int result = ::poll(&polled, 1, static_cast<int>(leftMs));
+    if (result > 0 || (result < 0 && errno != EINTR)) return result;
+    if (leftNanos == 0) return 0;
+  }
 }
 
 }  // namespace
@@ -62,7 +77,6 @@ void PeerSocket::connect(const SocketAddress& address) {
     if (::getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &error, &bytes) != 0) error = errno;
     if (error != 0) fail(error);
   }
-  connections_.requireUncut();
   // A wait that begins afresh is left to the system: one call instead of three.
   if (::fcntl(descriptor_, F_SETFL, 0) != 0) fail(errno);
   const std::int64_t seconds = timeoutNanos_ / kNanosPerMs / 1000;
@@ -126,16 +140,28 @@ void PeerSocket::send(const char* bytes, std::size_t length) {
 }
 
 // The system reports room only when a good part of its buffer is free. A peer that takes less than
-// that within the time-out is slow, not stalled.
+// that within the time-out is slow, not stalled: what it takes is looked at now and then.
 void PeerSocket::awaitRoom() {
+  constexpr std::int64_t kLooksPerTimeout = 16;
+  const bool isStretch = bound_ == Bound::Stretch;
+  if (isStretch) startTime();
+  isFresh_ = false;
+  int untaken = untakenBytes();
+  std::int64_t lookNanos = Platform::monotonicNanos();
   while (true) {
-    const int untaken = untakenBytes();
-    if (bound_ == Bound::Stretch) startTime();
-    if (awaitUntilDeadline(POLLOUT)) return;
-    if (bound_ == Bound::Stretch && !isSpent_ && untakenBytes() < untaken) continue;
-    if (bound_ == Bound::Step) timeOut();
-    isSpent_ = true;
-    fail(EAGAIN);
+    lookNanos += isStretch ? timeoutNanos_ / kLooksPerTimeout : timeoutNanos_;
+    lookNanos = std::min(lookNanos, deadlineNanos_);
+    const int result = awaitUntil(lookNanos, descriptor_, POLLOUT);
+    if (result < 0) fail(errno);
+    if (result > 0) return;
+    const int before = std::exchange(untaken, untakenBytes());
+    if (isStretch && untaken < before && !isSpent_) {
+      startTime();
+    } else if (lookNanos == deadlineNanos_) {
+      if (!isStretch) timeOut();
+      isSpent_ = true;
+      fail(EAGAIN);
+    }
   }
 }
 
@@ -149,17 +175,9 @@ int PeerSocket::untakenBytes() const {
 // Returns false when the deadline has passed, at which it has looked once more.
 bool PeerSocket::awaitUntilDeadline(short events) {
   isFresh_ = false;
-  while (true) {
-    const std::int64_t leftNanos =
-        std::max<std::int64_t>(deadlineNanos_ - Platform::monotonicNanos(), 0);
-    const std::int64_t leftMs = std::min<std::int64_t>((leftNanos + kNanosPerMs - 1) / kNanosPerMs,
-                                                       std::numeric_limits<int>::max());
-    pollfd polled{descriptor_, events, 0};
-    const int result = ::poll(&polled, 1, static_cast<int>(leftMs));
-    if (result > 0) return true;
-    if (result < 0 && errno != EINTR) fail(errno);
-    if (leftNanos == 0) return false;
-  }
+  const int result = awaitUntil(deadlineNanos_, descriptor_, events);
+  if (result < 0) fail(errno);
+  return result > 0;
 }
 
 bool PeerSocket::hasInput() const {

@@ -21,10 +21,12 @@ TlsStream& streamOf(BIO* bio) { return *static_cast<TlsStream*>(BIO_get_data(bio
 
 TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
                      const std::string& host)
-    : peer_(peer), context_(context), ssl_(SSL_new(context->sslContext())) {
-  BIO* const bio = ssl_ ? BIO_new(method()) : nullptr;
-  if (bio == nullptr) throw std::bad_alloc();
-  BIO_set_data(bio, this);
+    : peer_(peer),
+      context_(context),
+      method_(BIO_meth_new(BIO_TYPE_SOURCE_SINK, "peer socket")),
+      ssl_(SSL_new(context->sslContext())) {
+  if (!ssl_) throw std::bad_alloc();
+  BIO* const bio = makeBio();
   SSL_set_bio(ssl_.get(), bio, bio);
   SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
   peer_.boundStep();
@@ -124,17 +126,17 @@ long TlsStream::control(BIO* bio, int command, long, void*) {
   return command == BIO_CTRL_FLUSH ? 1 : 0;
 }
 
-const BIO_METHOD* TlsStream::method() {
-  static const std::unique_ptr<BIO_METHOD, decltype(&BIO_meth_free)> method = [] {
-    std::unique_ptr<BIO_METHOD, decltype(&BIO_meth_free)> made(
-        BIO_meth_new(BIO_TYPE_SOURCE_SINK, "peer socket"), BIO_meth_free);
-    if (!made) throw std::bad_alloc();
-    BIO_meth_set_read(made.get(), readFromPeer);
-    BIO_meth_set_write(made.get(), writeToPeer);
-    BIO_meth_set_ctrl(made.get(), control);
-    return made;
-  }();
-  return method.get();
+BIO* TlsStream::makeBio() {
+  if (method_) {
+    BIO_meth_set_read(method_.get(), readFromPeer);
+    BIO_meth_set_write(method_.get(), writeToPeer);
+    BIO_meth_set_ctrl(method_.get(), control);
+    if (BIO* const bio = BIO_new(method_.get())) {
+      BIO_set_data(bio, this);
+      return bio;
+    }
+  }
+  throw std::bad_alloc();
 }
 
 }  // namespace com::corvane::connectivity::plugins

@@ -42,20 +42,22 @@ class TlsStream {
   void close() noexcept;
 
  private:
-  struct FreeSsl {
+  struct Free {
     void operator()(SSL* ssl) const { SSL_free(ssl); }
+    void operator()(BIO_METHOD* method) const { BIO_meth_free(method); }
   };
 
   static int readFromPeer(BIO* bio, char* buffer, int length);
   static int writeToPeer(BIO* bio, const char* bytes, int length);
   static long control(BIO* bio, int command, long number, void* pointer);
-  static const BIO_METHOD* method();
-
+  BIO* makeBio();
   std::size_t outcome(int result);
 
   PeerSocket& peer_;
   const Poco::Net::Context::Ptr context_;
-  std::unique_ptr<SSL, FreeSsl> ssl_;
+  // One a stream: a process that exits frees what it shares while workers still use it.
+  const std::unique_ptr<BIO_METHOD, Free> method_;
+  const std::unique_ptr<SSL, Free> ssl_;
   std::exception_ptr peerFailure_;  // what must not pass through the library's own code
   bool peerHasEnded_ = false;
   bool mayWait_ = true;
