@@ -44,17 +44,12 @@ StrictSession::StrictSession(Connections& connections, const std::string& host, 
 
 std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
   dropStream();
-  if (hasStrayBytes()) reset();
+  // What has come while nothing was asked for is no answer to what is asked next (RFC 9112, section
+  // 9.3): a server tells, for one, that it has waited too long.
+  if (socket_->hasBytes()) reset();
   sendFailure_ = nullptr;
   isSending_ = true;
   return Session::sendRequest(request);
-}
-
-// What comes while nothing has been asked for is no answer to what is asked next (RFC 9112,
-// section 9.3): a server tells, for one, that it has waited too long. Under TLS the bytes may be a
-// record without content.
-bool StrictSession::hasStrayBytes() const {
-  return !secure() && socket_->peer().isOpen() && socket_->peer().hasBytes();
 }
 
 // The stream of a request that was given up writes what it still holds when it ends, if need be on

@@ -87,7 +87,6 @@ class StrictSession final : private ByteSource,
   void beginBody() override { socket_->peer().boundStretches(); }
   std::size_t receive(char* buffer, std::size_t length) override;
 
-  bool hasStrayBytes() const;
   void dropStream() noexcept;
   void openTunnel();
 

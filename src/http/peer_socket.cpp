@@ -186,7 +186,7 @@ bool PeerSocket::hasInput() const {
 }
 
 bool PeerSocket::hasBytes() const {
-  char byte;
+  char byte = 0;
   return ::recv(descriptor_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 

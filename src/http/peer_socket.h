@@ -56,7 +56,7 @@ class PeerSocket {
   /// True when receive would not wait.
   bool hasInput() const;
 
-  /// True when receive would give bytes at once, and not only tell that the peer has closed.
+  /// True when there are bytes to receive, rather than the end of the connection.
   bool hasBytes() const;
 
   /// Closes the connection, if there is one. Does not throw.

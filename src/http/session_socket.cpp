@@ -13,6 +13,10 @@ void SessionSocket::startTls(const Poco::Net::Context::Ptr& context, const std::
   tls_.emplace(peer_, context, host);
 }
 
+bool SessionSocket::hasBytes() {
+  return peer_.isOpen() && (tls_ ? tls_->hasBytes() : peer_.hasBytes());
+}
+
 std::size_t SessionSocket::receive(char* buffer, std::size_t length) {
   return tls_ ? tls_->receive(buffer, length) : peer_.receive(buffer, length);
 }

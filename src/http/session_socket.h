@@ -32,6 +32,9 @@ class SessionSocket final : public Poco::Net::StreamSocketImpl {
   PeerSocket& peer() { return peer_; }
   const PeerSocket& peer() const { return peer_; }
 
+  /// True when the peer has sent what has not been received yet.
+  bool hasBytes();
+
   std::size_t receive(char* buffer, std::size_t length);
   void send(const char* bytes, std::size_t length);
 

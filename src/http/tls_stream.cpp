@@ -42,6 +42,21 @@ std::size_t TlsStream::receive(char* buffer, std::size_t length) {
   return outcome(SSL_read(ssl_.get(), buffer, clamped(length)));
 }
 
+// The library may hold the rest of a record, or a part of one, when the socket has nothing.
+bool TlsStream::hasBytes() {
+  if (SSL_has_pending(ssl_.get()) == 0 && !peer_.hasBytes()) return false;
+  mayWait_ = false;
+  ERR_clear_error();
+  char byte = 0;
+  const int result = SSL_peek(ssl_.get(), &byte, 1);
+  const int error = SSL_get_error(ssl_.get(), result);
+  mayWait_ = true;
+  if (error == SSL_ERROR_ZERO_RETURN) return false;
+  if (error == SSL_ERROR_WANT_READ) return SSL_has_pending(ssl_.get()) != 0;
+  hasFailed_ = hasFailed_ || result <= 0;
+  return true;
+}
+
 void TlsStream::send(const char* bytes, std::size_t length) {
   while (length > 0) {
     ERR_clear_error();
@@ -79,6 +94,11 @@ std::size_t TlsStream::outcome(int result) {
 
 int TlsStream::readFromPeer(BIO* bio, char* buffer, int length) {
   TlsStream& stream = streamOf(bio);
+  BIO_clear_retry_flags(bio);
+  if (!stream.mayWait_ && !stream.peer_.hasBytes()) {
+    BIO_set_retry_read(bio);
+    return -1;
+  }
   try {
     const std::size_t count = stream.peer_.receive(buffer, static_cast<std::size_t>(length));
     stream.peerHasEnded_ = count == 0;

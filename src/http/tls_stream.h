@@ -32,6 +32,9 @@ class TlsStream {
   /// As PeerSocket::receive; 0 when the peer has closed TLS. An end without that is an error.
   std::size_t receive(char* buffer, std::size_t length);
 
+  /// As PeerSocket::hasBytes: what only TLS itself has to say is none. Bytes out of form are some.
+  bool hasBytes();
+
   /// As PeerSocket::send.
   void send(const char* bytes, std::size_t length);
 
@@ -57,6 +60,7 @@ class TlsStream {
   const std::unique_ptr<SSL, Free> ssl_;
   std::exception_ptr peerFailure_;  // what must not pass through the library's own code
   bool peerHasEnded_ = false;
+  bool mayWait_ = true;
   bool hasFailed_ = false;
 };
 

@@ -115,7 +115,7 @@ const std::vector<Loss> kTunnelLosses = {
      failedTwice(kNoMessage, kNothingCame)},
     {"ResetWhenAskedForTheTunnel", Stage::AskedForTunnel, Then::Reset, failedTwice(kIo, kReset)},
     {"ClosedInTheAnswer", Stage::HalfAnswered, Then::Close,
-     failedTwice(kIo, "Malformed message", "HTTP reason string too long")},
+     failedTwice(kIo, "Malformed message", kCutHead)},
     {"ResetInTheAnswer", Stage::HalfAnswered, Then::Reset, failedTwice(kIo, kReset)},
     {"ClosedWhenOpened", Stage::Opened, Then::Close, failedTwice(kIo, kSsl, kCutTls)},
     {"ResetWhenOpened", Stage::Opened, Then::Reset, failedTwice(kIo, kReset)},

@@ -53,6 +53,12 @@ Refusal refused(const std::string& name, const std::string& status, const std::s
           failedTwice(kIo, "HTTP Exception", "Cannot establish proxy connection: " + reason), then};
 }
 
+// A tunnel is opened, and filled with what the server has not sent.
+Refusal overdone(const std::string& name, const std::string& rest) {
+  const char* const why = "Cannot establish proxy connection: Unexpected bytes after the answer";
+  return {name, "HTTP/1.1 200 OK\r\n" + rest, failedTwice(kIo, "HTTP Exception", why)};
+}
+
 constexpr char kFalseAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfalse";
 
 const std::vector<Refusal> kRefusals = {
@@ -64,10 +70,12 @@ const std::vector<Refusal> kRefusals = {
     refused("BadGateway", "502 Bad Gateway", "Content-Length: 4\r\n\r\ndown"),
     refused("BadGatewayAndReset", "502 Bad Gateway", "Content-Length: 0\r\n", Then::Reset),
     refused("Redirect", "302 Found", "Location: http://elsewhere/\r\nContent-Length: 0\r\n"),
-    {"Garbage", "garbage\r\n\r\n",
-     failedTwice(kIo, "Malformed message", "Invalid status line")},
+    {"Garbage", "garbage\r\n\r\n", failedTwice(kIo, "Malformed message", "Invalid status line")},
     {"NoAnswer", "", failedTwice(kNoMessage, kNothingCame)},
     {"Reset", "", failedTwice(kIo, kReset), Then::Reset},
+    overdone("AByteBehindTheAnswer", "\r\nx"),
+    overdone("AnAnswerBehindTheAnswer", std::string("\r\n") + kFalseAnswer),
+    overdone("ABodyInTheAnswer", "Content-Length: 5\r\n\r\nhello"),
 };
 
 TEST_P(ProxyTunnelTest, FailsWhenTheProxyOpensNone) {
