@@ -104,8 +104,7 @@ HttpExchange::HttpExchange(const ExchangeContext& context, ThreadLogger logger)
       responseMapping_(context.keys, context.jar, logger_),
       redirects_(context.settings, logger_),
       session_(createSession()),
-      body_(logger_),
-      spareFailure_(responseMapping_.mapFailure(kNoMemory)) {}
+      body_(logger_) {}
 
 bool HttpExchange::prepareAnswer() noexcept {
   if (spareFailure_) return true;

@@ -18,9 +18,12 @@ int HTTPClient::ClientSessionThread::run() {
   transport_.enterWorkerThread();
   try {
     while (true) {
-      awaitMemory();
       Message request = transport_.nextRequest(client_);
-      process(request);
+      if (awaitMemory()) {
+        process(request);
+      } else {
+        transport_.reportLostResponse("std::bad_alloc");
+      }
     }
   } catch (const std::exception& failure) {
     logger_.log(transport_.shuttingDown_ ? LogLevel::Debug : LogLevel::Error,
@@ -31,11 +34,16 @@ int HTTPClient::ClientSessionThread::run() {
   return 0;
 }
 
-// A request is taken only when it can be answered, whatever then becomes of the memory.
-void HTTPClient::ClientSessionThread::awaitMemory() {
+// A request is begun only when it can be answered, whatever then becomes of the memory. Returns false
+// when the transport ends before there is any.
+bool HTTPClient::ClientSessionThread::awaitMemory() {
   constexpr std::int64_t kSliceMs = 10;
   AffinityQueue& queue = transport_.queue_;
-  while (!exchange_.prepareAnswer() && !queue.isTerminated()) queue.pause(kSliceMs);
+  while (!exchange_.prepareAnswer()) {
+    if (queue.isTerminated()) return false;
+    queue.pause(kSliceMs);
+  }
+  return true;
 }
 
 void HTTPClient::ClientSessionThread::process(Message& message) {

@@ -28,7 +28,7 @@ class HTTPClient::ClientSessionThread final : public orvex::Thread {
   void setSchedulableQueue(orvex::SchedulableQueue* queue) { schedulableQueue_ = queue; }
 
  private:
-  void awaitMemory();
+  bool awaitMemory();
   void process(Message& message);
 
   HTTPClient& transport_;

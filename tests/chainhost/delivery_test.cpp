@@ -61,15 +61,15 @@ TEST_F(DeliveryTest, DeliversEveryLine) {
             "{\"payload\": \"a\", \"metadata\": {}}\n{\"payload\": \"b\", \"metadata\": {}}\n");
 }
 
-TEST_F(DeliveryTest, EndsTheReadingForALineThatThereIsNoMemoryFor) {
+TEST_F(DeliveryTest, AnswersALineThatThereIsNoMemoryFor) {
   constexpr std::size_t kBytes = 4 << 20;
   const FileDescriptor file = input("{\"payload\": \"" + std::string(kBytes, 'x') + "\"}\n");
 
   deliver(file.get(), kBytes);
 
-  EXPECT_EQ(state_.failure(), "reading ended: std::bad_alloc");
+  EXPECT_EQ(state_.failure(), "");
   EXPECT_EQ(state_.messages(), 0u);
-  EXPECT_EQ(written(), "");
+  EXPECT_EQ(written(), "{\"error\": \"there is no memory for the line\", \"line\": 1}\n");
 }
 
 TEST_F(DeliveryTest, EndsTheReadingOfWhatCannotBeRead) {

@@ -4,7 +4,6 @@
 #include <netdb.h>
 #include <poll.h>
 #include <pthread.h>
-#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -67,9 +66,9 @@ std::size_t limited(std::size_t bytes) {
 }  // namespace
 
 const char* nameOf(Call call) {
-  constexpr std::array kNames = {
-      "Close", "Connect", "CreateThread", "DescriptorFlags", "GetOption", "Poll", "PollSetUp",
-      "Read",  "Resolve", "SetOption",    "Shutdown",        "Socket",    "Write"};
+  constexpr std::array kNames = {"Close",     "Connect", "CreateThread", "DescriptorFlags",
+                                 "GetOption", "Poll",    "Read",         "Resolve",
+                                 "SetOption", "Socket",  "Write"};
   return kNames.at(static_cast<std::size_t>(call));
 }
 
@@ -131,11 +130,6 @@ RESOURCES_EXPORT int close(int descriptor) {
   return closed(descriptor, next);
 }
 
-RESOURCES_EXPORT int shutdown(int descriptor, int how) noexcept {
-  static const auto next = nextFunction<decltype(&shutdown)>("shutdown");
-  return fails(Call::Shutdown) ? -1 : next(descriptor, how);
-}
-
 RESOURCES_EXPORT int getsockopt(int descriptor, int level, int name, void* value,
                                 socklen_t* length) noexcept {
   static const auto next = nextFunction<decltype(&getsockopt)>("getsockopt");
@@ -163,22 +157,6 @@ RESOURCES_EXPORT int fcntl(int descriptor, int command, ...) {
 RESOURCES_EXPORT int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
   static const auto next = nextFunction<decltype(&poll)>("poll");
   return fails(Call::Poll) ? -1 : next(descriptors, count, timeoutMs);
-}
-
-RESOURCES_EXPORT int epoll_wait(int descriptor, epoll_event* events, int count, int timeoutMs) {
-  static const auto next = nextFunction<decltype(&epoll_wait)>("epoll_wait");
-  return fails(Call::Poll) ? -1 : next(descriptor, events, count, timeoutMs);
-}
-
-RESOURCES_EXPORT int epoll_create(int size) noexcept {
-  static const auto next = nextFunction<decltype(&epoll_create)>("epoll_create");
-  return fails(Call::PollSetUp) ? -1 : noted(next(size));
-}
-
-RESOURCES_EXPORT int epoll_ctl(int descriptor, int operation, int watched,
-                               epoll_event* event) noexcept {
-  static const auto next = nextFunction<decltype(&epoll_ctl)>("epoll_ctl");
-  return fails(Call::PollSetUp) ? -1 : next(descriptor, operation, watched, event);
 }
 
 RESOURCES_EXPORT ssize_t recv(int descriptor, void* bytes, size_t length, int flags) {

@@ -19,12 +19,10 @@ enum class Call {
   CreateThread,
   DescriptorFlags,  // fcntl
   GetOption,
-  Poll,       // poll and epoll_wait
-  PollSetUp,  // epoll_create and epoll_ctl
-  Read,       // recv, recvfrom and read
-  Resolve,    // getaddrinfo; its errors are EAI_...
+  Poll,
+  Read,     // recv, recvfrom and read
+  Resolve,  // getaddrinfo; its errors are EAI_...
   SetOption,
-  Shutdown,
   Socket,
   Write,  // send, sendto and write
 };
