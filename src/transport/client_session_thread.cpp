@@ -34,8 +34,8 @@ int HTTPClient::ClientSessionThread::run() {
   return 0;
 }
 
-// A request is begun only when it can be answered, whatever then becomes of the memory. Returns false
-// when the transport ends before there is any.
+// A request is begun only when it can be answered, whatever then becomes of the memory. Returns
+// false when the transport ends before there is any.
 bool HTTPClient::ClientSessionThread::awaitMemory() {
   constexpr std::int64_t kSliceMs = 10;
   AffinityQueue& queue = transport_.queue_;

@@ -12,21 +12,21 @@ Fault bodiless(const std::string& name, const std::string& status, const std::st
 }
 
 constexpr char kGzip[] = "Content-Encoding: gzip\r\n";
-constexpr char kLength[] = "Content-Length: 5\r\n";
-constexpr char kChunked[] = "Transfer-Encoding: chunked\r\n";
+constexpr char kBodilessAnswerLength[] = "Content-Length: 5\r\n";
+constexpr char kBodilessAnswerChunked[] = "Transfer-Encoding: chunked\r\n";
 constexpr char kUnknown[] = "Content-Encoding: br\r\nContent-Length: 5\r\n";
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kBodilessAnswerFaults = {
     bodiless("NoContent", "204 No Content", "", true),
     bodiless("NoContentCoded", "204 No Content", kGzip, true),
-    bodiless("NoContentOfFiveBytes", "204 No Content", kLength, false),
+    bodiless("NoContentOfFiveBytes", "204 No Content", kBodilessAnswerLength, false),
     bodiless("NotModified", "304 Not Modified", "", true),
     bodiless("NotModifiedCoded", "304 Not Modified", kGzip, true),
-    bodiless("NotModifiedOfFiveBytes", "304 Not Modified", kLength, true),
-    bodiless("Head", "200 OK", kLength, true, "HEAD"),
-    bodiless("HeadCoded", "200 OK", std::string(kGzip) + kLength, true, "HEAD"),
+    bodiless("NotModifiedOfFiveBytes", "304 Not Modified", kBodilessAnswerLength, true),
+    bodiless("Head", "200 OK", kBodilessAnswerLength, true, "HEAD"),
+    bodiless("HeadCoded", "200 OK", std::string(kGzip) + kBodilessAnswerLength, true, "HEAD"),
     bodiless("HeadCodedUnknown", "200 OK", kUnknown, true, "HEAD"),
-    bodiless("HeadChunked", "200 OK", kChunked, true, "HEAD"),
+    bodiless("HeadChunked", "200 OK", kBodilessAnswerChunked, true, "HEAD"),
     bodiless("HeadWithoutFraming", "200 OK", "", true, "HEAD"),
     bodiless("SwitchingProtocols", "101 Switching Protocols", "Upgrade: x\r\n", false),
 };
@@ -35,7 +35,8 @@ class BodilessAnswerTest : public FaultTest {};
 
 TEST_P(BodilessAnswerTest, IsAnsweredWithAnEmptyBody) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, BodilessAnswerTest, overAllWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, BodilessAnswerTest, overAllWires(kBodilessAnswerFaults),
+                         FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -8,7 +8,7 @@ namespace {
 using test_support::deflated;
 using test_support::DeflateFormat;
 
-constexpr char kBroken[] = "Error processing response stream: Serious I/O error";
+constexpr char kCodedBodyBroken[] = "Error processing response stream: Serious I/O error";
 
 std::string coded(const std::string& coding, const std::string& body) {
   return "HTTP/1.1 200 OK\r\nContent-Encoding: " + coding +
@@ -32,7 +32,7 @@ Fault unsupported(const std::string& name, const std::string& coding) {
 }
 
 Fault broken(const std::string& name, const std::string& bytes) {
-  return {name, {{bytes}}, failed(kBroken)};
+  return {name, {{bytes}}, failed(kCodedBodyBroken)};
 }
 
 std::string damaged(std::string bytes, std::size_t position) {
@@ -43,7 +43,7 @@ std::string damaged(std::string bytes, std::size_t position) {
 const std::string kText(5000, 'a');
 const std::string kGzipped = gzip(kText);
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kCodedBodyFaults = {
     sound("Gzip", coded("gzip", kGzipped), kText),
     sound("GzipInTwoMembers", coded("gzip", gzip("one, ") + gzip("two")), "one, two"),
     sound("GzipOfNothing", coded("gzip", gzip("")), ""),
@@ -74,7 +74,7 @@ class CodedBodyTest : public FaultTest {};
 
 TEST_P(CodedBodyTest, IsDecodedOrFails) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, CodedBodyTest, overAllWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, CodedBodyTest, overAllWires(kCodedBodyFaults), FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -4,7 +4,7 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr char kGood[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr char kConnectionLossGood[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 constexpr char kHalfHead[] = "HTTP/1.1 200 OK\r\nContent-Len";
 constexpr char kWholeLines[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n";
 
@@ -16,44 +16,46 @@ Outcome answeredAfter(const std::string& line) {
   return outcome;
 }
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kConnectionLossFaults = {
     {"ClosedOnce",
-     {{"", Then::Close}, {kGood}},
+     {{"", Then::Close}, {kConnectionLossGood}},
      answeredAfter(retryLine(kNoMessage, kNothingCame))},
     {"ClosedOnceForAPost",
-     {{"", Then::Close}, {kGood}},
+     {{"", Then::Close}, {kConnectionLossGood}},
      answeredAfter(retryLine(kNoMessage, kNothingCame)),
      "POST",
      "body"},
     {"ClosedTwice", {{"", Then::Close}}, failedTwice(kNoMessage, kNothingCame)},
-    {"ResetOnce", {{"", Then::Reset}, {kGood}}, answeredAfter(retryLine(kIo, kReset))},
+    {"ResetOnce",
+     {{"", Then::Reset}, {kConnectionLossGood}},
+     answeredAfter(retryLine(kIo, kReset))},
     {"ResetTwice", {{"", Then::Reset}}, failedTwice(kIo, kReset)},
     {"ClosedThenReset",
      {{"", Then::Close}, {"", Then::Reset}},
      failed(kReset, "", {retryLine(kNoMessage, kNothingCame)}, 2)},
     {"ClosedInTheHeadOnce",
-     {{kHalfHead, Then::Close}, {kGood}},
+     {{kHalfHead, Then::Close}, {kConnectionLossGood}},
      answeredAfter(retryLine(kIo, "Malformed message", kCutHead))},
     {"ClosedInTheHeadTwice",
      {{kHalfHead, Then::Close}},
      failedTwice(kIo, "Malformed message", kCutHead)},
     {"ClosedInTheStatusLineOnce",
-     {{"HTTP/1.1 2", Then::Close}, {kGood}},
+     {{"HTTP/1.1 2", Then::Close}, {kConnectionLossGood}},
      answeredAfter(retryLine(kIo, "Malformed message", kCutHead))},
     {"ResetInTheStatusLineOnce",
-     {{"HTTP/1.1 2", Then::Reset}, {kGood}},
+     {{"HTTP/1.1 2", Then::Reset}, {kConnectionLossGood}},
      answeredAfter(retryLine(kIo, kReset))},
     {"ClosedBehindTheStatusLineOnce",
-     {{"HTTP/1.1 200 OK\r\n", Then::Close}, {kGood}},
+     {{"HTTP/1.1 200 OK\r\n", Then::Close}, {kConnectionLossGood}},
      answeredAfter(retryLine(kIo, "Malformed message", kCutHead))},
     {"ResetBehindTheStatusLineOnce",
-     {{"HTTP/1.1 200 OK\r\n", Then::Reset}, {kGood}},
+     {{"HTTP/1.1 200 OK\r\n", Then::Reset}, {kConnectionLossGood}},
      answeredAfter(retryLine(kIo, kReset))},
     {"ClosedBetweenHeaderLines",
      {{kWholeLines, Then::Close}},
      failedTwice(kIo, "Malformed message", kCutHead)},
     {"ResetInTheHeadOnce",
-     {{kHalfHead, Then::Reset}, {kGood}},
+     {{kHalfHead, Then::Reset}, {kConnectionLossGood}},
      answeredAfter(retryLine(kIo, kReset))},
     {"ResetInTheHeadTwice", {{kHalfHead, Then::Reset}}, failedTwice(kIo, kReset)},
     {"ResetBehindAnInterimAnswer",
@@ -68,7 +70,8 @@ class ConnectionLossTest : public FaultTest {};
 
 TEST_P(ConnectionLossTest, IsRetriedOnce) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, ConnectionLossTest, overAllWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, ConnectionLossTest, overAllWires(kConnectionLossFaults),
+                         FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

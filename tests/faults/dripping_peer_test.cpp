@@ -17,7 +17,7 @@ using test_support::Connection;
 using test_support::ScriptedServer;
 using testing::ElementsAre;
 
-constexpr char kTunnelOpened[] = "HTTP/1.1 200 Connection established\r\n\r\n";
+constexpr char kDrippingPeerTunnelOpened[] = "HTTP/1.1 200 Connection established\r\n\r\n";
 constexpr std::int64_t kTimeoutSecs = 3600;
 
 class DrippingPeerTest : public WireTest {
@@ -126,7 +126,7 @@ TEST_P(DrippingStepTest, FailsWhenTheTlsHandshakeDoesNotEnd) {
   const ScriptedServer server([&](Connection& connection) {
     if (hasProxy(GetParam())) {
       connection.readRequest();
-      connection.send(kTunnelOpened);
+      connection.send(kDrippingPeerTunnelOpened);
     }
     connection.readSome();
     drip(connection, kEndlessGreeting);

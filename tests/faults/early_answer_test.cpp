@@ -12,7 +12,7 @@ using testing::AnyOf;
 using testing::IsEmpty;
 
 constexpr char kTooLarge[] = "HTTP/1.1 413 Too Large\r\nContent-Length: 3\r\n\r\nbig";
-constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr char kEarlyAnswerOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
 class EarlyAnswerTest : public WireTest {
  protected:
@@ -28,7 +28,7 @@ TEST_P(EarlyAnswerTest, CountsAlthoughTheRestOfTheBodyIsNotTaken) {
       connection.send(kTooLarge);
       return;
     }
-    connection.send(kOk);
+    connection.send(kEarlyAnswerOk);
     connection.waitUntilClosed();
   };
   const auto server = serverOver<ScriptedServer>(GetParam(), script);

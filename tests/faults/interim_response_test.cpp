@@ -4,7 +4,7 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
-constexpr char kGood[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr char kInterimResponseGood[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr char kProcessing[] = "HTTP/1.1 102 Processing\r\n\r\n";
 constexpr char kEarlyHints[] = "HTTP/1.1 103 Early Hints\r\nLink: </style.css>\r\n\r\n";
@@ -18,10 +18,10 @@ std::string times(int count, const std::string& text) {
 Fault before(const std::string& name, const std::string& interim) {
   Outcome outcome = answered("ok");
   outcome.kept = true;
-  return {name, {{interim + kGood}}, outcome};
+  return {name, {{interim + kInterimResponseGood}}, outcome};
 }
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kInterimResponseFaults = {
     before("Continue", kContinue),
     before("Processing", kProcessing),
     before("EarlyHints", kEarlyHints),
@@ -38,7 +38,8 @@ class InterimResponseTest : public FaultTest {};
 
 TEST_P(InterimResponseTest, IsPassedOver) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, InterimResponseTest, overAllWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, InterimResponseTest, overAllWires(kInterimResponseFaults),
+                         FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -18,7 +18,7 @@ Fault refused(const std::string& name, const std::string& bytes, const std::stri
   return {name, {{bytes}}, failedTwice(kIo, "Malformed message", message)};
 }
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kMalformedHeadFaults = {
     refused("Garbage", "garbage\r\n\r\n", "Invalid status line"),
     refused("BinaryGarbage", "\xFF\xFE\x01\r\n\r\n", "Invalid status line"),
     refused("AnotherProtocol", "SSH-2.0-server\r\n\r\n", "Invalid status line"),
@@ -39,7 +39,8 @@ class MalformedHeadTest : public FaultTest {};
 
 TEST_P(MalformedHeadTest, FailsAfterOneRetry) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, MalformedHeadTest, overAllWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, MalformedHeadTest, overAllWires(kMalformedHeadFaults),
+                         FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

@@ -59,12 +59,12 @@ Refusal overdone(const std::string& name, const std::string& rest) {
   return {name, "HTTP/1.1 200 OK\r\n" + rest, failedTwice(kIo, "HTTP Exception", why)};
 }
 
-constexpr char kFalseAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfalse";
+constexpr char kProxyFaultFalseAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfalse";
 
 const std::vector<Refusal> kRefusals = {
     refused("AuthenticationRequired", "407 Proxy Authentication Required", "Content-Length: 0\r\n"),
     refused("AuthenticationRequiredInWords", "407 Proxy Authentication Required",
-            std::string("Content-Length: 43\r\n\r\n") + kFalseAnswer),
+            std::string("Content-Length: 43\r\n\r\n") + kProxyFaultFalseAnswer),
     refused("AuthenticationRequiredAndNoEnd", "407 Proxy Authentication Required",
             "Content-Length: 0\r\n", Then::Stall),
     refused("BadGateway", "502 Bad Gateway", "Content-Length: 4\r\n\r\ndown"),
@@ -74,7 +74,7 @@ const std::vector<Refusal> kRefusals = {
     {"NoAnswer", "", failedTwice(kNoMessage, kNothingCame)},
     {"Reset", "", failedTwice(kIo, kReset), Then::Reset},
     overdone("AByteBehindTheAnswer", "\r\nx"),
-    overdone("AnAnswerBehindTheAnswer", std::string("\r\n") + kFalseAnswer),
+    overdone("AnAnswerBehindTheAnswer", std::string("\r\n") + kProxyFaultFalseAnswer),
     overdone("ABodyInTheAnswer", "Content-Length: 5\r\n\r\nhello"),
 };
 

@@ -13,14 +13,14 @@ using test_support::Connection;
 using test_support::ScriptedServer;
 using testing::ElementsAre;
 
-constexpr char kTunnelOpened[] = "HTTP/1.1 200 Connection established\r\n\r\n";
+constexpr char kStalledServerTunnelOpened[] = "HTTP/1.1 200 Connection established\r\n\r\n";
 
 class StalledServerTest : public FaultTest {
  protected:
   StalledServerTest() { configure("timeoutSecs", data_t(1)); }
 };
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kStalledServerFaults = {
     {"BeforeTheAnswer", {{"", Then::Stall}}, failed("Timeout")},
     {"InTheHead", {{"HTTP/1.1 200 OK\r\nX:", Then::Stall}}, failed("Timeout")},
     {"AfterAnInterimAnswer", {{"HTTP/1.1 100 Continue\r\n\r\n", Then::Stall}}, failed("Timeout")},
@@ -31,7 +31,8 @@ const std::vector<Fault> kFaults = {
 
 TEST_P(StalledServerTest, FailsWithoutRetry) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, StalledServerTest, overBothWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, StalledServerTest, overBothWires(kStalledServerFaults),
+                         FaultTest::nameOf);
 
 // ---- Silence where no request has been read yet
 
@@ -71,7 +72,7 @@ TEST_F(StalledPeerTest, FailsWhenTheTlsHandshakeInATunnelIsNotAnswered) {
 
   timesOut(ScriptedServer([](Connection& connection) {
     connection.readRequest();
-    connection.send(kTunnelOpened);
+    connection.send(kStalledServerTunnelOpened);
     connection.waitUntilClosed();
   }));
 }

@@ -21,7 +21,7 @@ Fault cut(const std::string& name, const std::string& bytes, const std::string& 
   return {name, {{bytes, then}}, brokenBody(why)};
 }
 
-const std::vector<Fault> kFaults = {
+const std::vector<Fault> kTruncatedBodyFaults = {
     cut("HalfABody", sized("half"), "connection closed inside the body"),
     cut("NoByteOfABody", sized(""), "connection closed inside the body"),
     cut("NoLastChunk", chunked("5\r\nhello\r\n"), "connection closed inside the chunked framing"),
@@ -58,7 +58,8 @@ class TruncatedBodyTest : public FaultTest {};
 
 TEST_P(TruncatedBodyTest, FailsWithoutRetry) { meetsIt(); }
 
-INSTANTIATE_TEST_SUITE_P(Faults, TruncatedBodyTest, overAllWires(kFaults), FaultTest::nameOf);
+INSTANTIATE_TEST_SUITE_P(Faults, TruncatedBodyTest, overAllWires(kTruncatedBodyFaults),
+                         FaultTest::nameOf);
 
 }  // namespace
 }  // namespace com::corvane::connectivity::plugins

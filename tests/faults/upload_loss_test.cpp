@@ -68,14 +68,14 @@ TEST_P(UploadLossTest, FailsAfterOneRetry) {
   end();
 }
 
-const Outcome kBroken = failedTwice(kIo, "I/O error", "Broken pipe");
+const Outcome kUploadLossBroken = failedTwice(kIo, "I/O error", "Broken pipe");
 const Outcome kWasReset = failedTwice(kIo, kReset);
 
 const std::vector<Loss> kLosses = {
     {"ResetBehindTheHead", 0, Then::Reset, false, kWasReset},
-    {"ClosedBehindTheHead", 0, Then::Close, false, kBroken},
+    {"ClosedBehindTheHead", 0, Then::Close, false, kUploadLossBroken},
     {"ResetInTheBody", 1024 * 1024, Then::Reset, false, kWasReset},
-    {"ClosedInTheBody", 1024 * 1024, Then::Close, false, kBroken},
+    {"ClosedInTheBody", 1024 * 1024, Then::Close, false, kUploadLossBroken},
     {"EndedBehindTheHead", 0, Then::Close, true, failedTwice(kNoMessage, kNothingCame)},
 };
 

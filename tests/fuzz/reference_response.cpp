@@ -63,9 +63,9 @@ std::optional<std::uint64_t> numberOf(std::string_view digits, std::uint64_t bas
   return value;
 }
 
-class Reading {
+class ReplyReading {
  public:
-  Reading(std::string_view bytes, End end, bool toHead)
+  ReplyReading(std::string_view bytes, End end, bool toHead)
       : rest_(bytes), end_(end), toHead_(toHead) {}
 
   ReferenceResponse read() {
@@ -262,7 +262,7 @@ class Reading {
 }  // namespace
 
 ReferenceResponse readResponse(std::string_view bytes, End end, bool toHead) {
-  return Reading(bytes, end, toHead).read();
+  return ReplyReading(bytes, end, toHead).read();
 }
 
 std::string withSingleBlanks(std::string_view text) {

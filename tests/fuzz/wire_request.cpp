@@ -13,7 +13,7 @@ constexpr std::string_view kLineEnd = "\r\n";
 // Thrown when the bytes end before the request does.
 struct More {};
 
-std::string lowered(std::string_view text) {
+std::string lowerCase(std::string_view text) {
   std::string result(text);
   for (char& c : result) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
   return result;
@@ -73,7 +73,7 @@ void readField(std::string_view line, WireRequest& request) {
   std::string visible(name);
   std::replace(visible.begin(), visible.end(), '\x1A', '?');
   if (!isVisible(visible)) throw NoRequest{"blanks in a field's name"};
-  request.fields.emplace_back(lowered(name), stripped(line.substr(colon + 1)));
+  request.fields.emplace_back(lowerCase(name), stripped(line.substr(colon + 1)));
 }
 
 void readChunks(std::string_view& rest, WireRequest& request) {
@@ -103,7 +103,7 @@ bool isUnencoded(char c) {
   return isLetter || std::string_view("-._~").find(c) != std::string_view::npos;
 }
 
-std::optional<std::string> decoded(std::string_view text) {
+std::optional<std::string> percentDecoded(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
     unsigned byte = 0;
@@ -150,8 +150,8 @@ std::optional<TextPairs> readUrlEncoded(std::string_view text) {
     text.remove_prefix(std::min(end + 1, text.size()));
     const std::size_t sign = pair.find('=');
     if (sign == std::string_view::npos) return std::nullopt;
-    auto name = decoded(pair.substr(0, sign));
-    auto value = decoded(pair.substr(sign + 1));
+    auto name = percentDecoded(pair.substr(0, sign));
+    auto value = percentDecoded(pair.substr(sign + 1));
     if (!name || !value) return std::nullopt;
     pairs.emplace_back(std::move(*name), std::move(*value));
   }

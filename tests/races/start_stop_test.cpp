@@ -24,7 +24,7 @@ constexpr int kRounds = 150;
 constexpr int kRounds = 1000;
 #endif
 
-constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr char kStartStopOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
 // What stands at the other end.
 enum class Peer { Answers, Closes, KeepsSilent, StopsInTheBody, NeverConnects };
@@ -80,7 +80,7 @@ ScriptedServer::Script scriptOf(Peer peer) {
         connection.trySend("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
         return connection.waitUntilClosed();
       }
-      if (!connection.trySend(kOk) || peer == Peer::Closes) return;
+      if (!connection.trySend(kStartStopOk) || peer == Peer::Closes) return;
     }
   };
 }

@@ -18,7 +18,7 @@ using test_support::Connection;
 using test_support::ScriptedServer;
 using testing::HasSubstr;
 
-constexpr std::int64_t kClients = 2;
+constexpr std::int64_t kTlsClients = 2;
 
 // Three requests in four make the transport leave its connection: by a redirect, for which it makes
 // a new session, or because the server closes.
@@ -65,7 +65,7 @@ class TlsSettingsTest : public testing::Test {
     const ScriptedServer& server = toFirst ? *first_ : *second_;
     Member member{trust, toFirst,
                   std::make_unique<HostedTransport>(
-                      library_, tlsSettingsFor(server.port(), kClients, authorityFile))};
+                      library_, tlsSettingsFor(server.port(), kTlsClients, authorityFile))};
     member.transport->start();
     return member;
   }

@@ -31,7 +31,7 @@ const std::vector<std::string> kMemoryTexts = {"std::bad_alloc", "Failed to allo
                                                "malloc failure", "SSL object",
                                                "BIO object",     "Could not convert argument"};
 
-constexpr std::int64_t kDebug = 5;
+constexpr std::int64_t kDebugLevel = 5;
 
 std::string nameOf(Shortage shortage) { return shortage == Shortage::Once ? "Once" : "Lasting"; }
 
@@ -52,7 +52,7 @@ TEST_P(RequestShortageTest, EveryRequestIsAnsweredOnce) {
   for (const bool isWarmUp : {true, false}) {
     live = liveBlocks();
     PluginRun run;
-    run.host().setLogLevel(kDebug);
+    run.host().setLogLevel(kDebugLevel);
     shop.configure(run);
     run.begin();
     ASSERT_EQ(run.perform(wanted.request()).status, wanted.reason.empty() ? 200 : 400);

@@ -180,13 +180,15 @@ void* __real_malloc(std::size_t bytes);
 void* __real_calloc(std::size_t count, std::size_t bytes);
 void* __real_realloc(void* block, std::size_t bytes);
 
-void* __wrap_malloc(std::size_t bytes) { return isShort() ? nullptr : __real_malloc(bytes); }
+RESOURCES_EXPORT void* __wrap_malloc(std::size_t bytes) {
+  return isShort() ? nullptr : __real_malloc(bytes);
+}
 
-void* __wrap_calloc(std::size_t count, std::size_t bytes) {
+RESOURCES_EXPORT void* __wrap_calloc(std::size_t count, std::size_t bytes) {
   return isShort() ? nullptr : __real_calloc(count, bytes);
 }
 
-void* __wrap_realloc(void* block, std::size_t bytes) {
+RESOURCES_EXPORT void* __wrap_realloc(void* block, std::size_t bytes) {
   return isShort() ? nullptr : __real_realloc(block, bytes);
 }
 
