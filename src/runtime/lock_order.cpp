@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace com::orvex::lock_order {
@@ -116,7 +117,11 @@ void noteOrder(std::uint32_t held, std::uint32_t wanted) {
   std::uint64_t& known =
       threadState.knownPairs[(held * 31 + wanted) % threadState.knownPairs.size()];
   if (known == pair) return;
-  record().add(held, wanted);
+  try {
+    record().add(held, wanted);
+  } catch (const std::bad_alloc&) {
+    return;  // taking a mutex needs no memory without this check: it is noted the next time
+  }
   known = pair;
 }
 

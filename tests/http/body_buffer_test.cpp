@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 
 namespace com::corvane::connectivity::plugins {
@@ -22,7 +22,7 @@ std::string pattern(std::size_t bytes) {
 }
 
 void append(BodyBuffer& body, const std::string& text) {
-  std::memcpy(body.room(text.size()), text.data(), text.size());
+  std::copy(text.begin(), text.end(), body.room(text.size()));
   body.add(text.size());
 }
 

@@ -74,7 +74,7 @@ TEST_P(RequestShortageTest, EveryRequestIsAnsweredOnce) {
     }
   }
 
-  EXPECT_GT(met, 5u);
+  EXPECT_GT(met, isTls ? 1u : 5u);
   // The TLS library itself loses a block in some of the places where it finds no memory.
   const std::size_t lost = isTls ? met / 10 : 0;
   EXPECT_LE(liveBlocks(), live + lost);

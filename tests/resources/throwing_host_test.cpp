@@ -43,6 +43,7 @@ TEST(ThrowingHostTest, IsAnsweredForWithAFailure) {
   PluginRun run;
   shop.configure(run);
   run.begin();
+  ASSERT_EQ(run.perform(wanted.request()).status, 200);  // which keeps an answer in reserve
   throwsNext = true;
 
   const Reply reply = run.perform(wanted.request());
