@@ -51,7 +51,8 @@ class HttpExchange {
   HttpExchange(const ExchangeContext& context, ThreadLogger logger);
 
   /// Makes the answer that needs no memory when it is needed, unless there is one. Returns whether
-  /// there is one now; allocates nothing but after a request that has used it up.
+  /// there is one now; allocates nothing but ahead of the first request, and after one that has
+  /// used it up.
   bool prepareAnswer() noexcept;
 
   /// Performs the request that the message describes and answers it. REQUIRES: prepareAnswer has
