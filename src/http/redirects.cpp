@@ -1,5 +1,8 @@
 #include "http/redirects.h"
 
+#include <Poco/Exception.h>
+
+#include <algorithm>
 #include <string_view>
 
 #include "http/ascii.h"
@@ -37,10 +40,23 @@ std::string encodedAgain(const std::string& path) {
   return result;
 }
 
+// The library reads "[]" as no host at all, and skips what stands between "]" and the port.
+bool hasBrokenAddress(std::string_view location) {
+  const std::size_t colon = location.find_first_of(":/?#");
+  if (colon == std::string_view::npos || location.substr(colon, 3) != "://") return false;
+  std::string_view authority = location.substr(colon + 3);
+  authority = authority.substr(0, authority.find_first_of("/?#"));
+  authority.remove_prefix(authority.rfind('@') + 1);  // 0 when there is none
+  if (!authority.starts_with('[')) return false;
+  const std::size_t end = std::min(authority.find(']'), authority.size() - 1) + 1;
+  return end <= 2 || (end < authority.size() && authority[end] != ':');
+}
+
 // Credentials in a location must not reach a log line or a failure text.
 Poco::URI locationUri(std::string_view location) {
   Poco::URI uri{std::string(location)};
   uri.setUserInfo({});
+  if (hasBrokenAddress(location)) throw Poco::URISyntaxException("bad or invalid host");
   return uri;
 }
 

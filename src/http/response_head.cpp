@@ -108,7 +108,8 @@ std::size_t ResponseHead::unfold(std::size_t feed) {
   // Each fold moves what follows it: their number has to be bounded.
   if (++folds_ > kFoldsMax) throw MessageException("Too many folded header lines");
   std::size_t begin = feed;
-  while (isBlank(bytes_[begin - 1]) || bytes_[begin - 1] == '\r') --begin;
+  if (bytes_[begin - 1] == '\r') --begin;
+  while (isBlank(bytes_[begin - 1])) --begin;
   const std::size_t end = bytes_.find_first_not_of(" \t", feed + 1);
   bytes_.replace(begin, end - begin, 1, ' ');
   return lineEnd(bytes_, begin);

@@ -100,6 +100,18 @@ TEST_F(RedirectsTest, ComparesAnAddressWithAndWithoutBrackets) {
   EXPECT_EQ(pathFor("http://[::1]:8080/new"), "/new");
 }
 
+// The library would read them as the configured server, or as none.
+TEST_F(RedirectsTest, RefusesAnAddressInBracketsThatIsNone) {
+  settings_.host = "::1";
+  for (const char* location :
+       {"http://[]", "http://[]6new", "http://name@[]:8080/", "http://[::1]x:8080/", "http://[/"}) {
+    RequestDetails details = record();
+    EXPECT_THROW(retarget(details, 302, location), Poco::URISyntaxException) << location;
+  }
+  EXPECT_EQ(pathFor("http://name@[::1]:8080/a[]"), "/a[]");
+  EXPECT_EQ(pathFor("/new?from=http://[]"), "/new");
+}
+
 struct MethodCase {
   int status;
   const char* method;

@@ -164,6 +164,12 @@ TEST(ResponseHeadTest, AcceptsNamesWithLatin1BytesAndBlanksBehindThem) {
   EXPECT_EQ(head.find("content-length"), "2");
 }
 
+// A bare carriage return stands for a blank in a value only, folded or not.
+TEST(ResponseHeadTest, RefusesACarriageReturnInANameWithFolds) {
+  EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\nb\r :\r\n\r\n"), "Malformed header field");
+  EXPECT_EQ(refusal("HTTP/1.1 200 OK\r\nb\r\n \r\r\n :\r\n\r\n"), "Malformed header field");
+}
+
 TEST(ResponseHeadTest, TakesAThousandFoldsAndNoMore) {
   std::string head = "HTTP/1.1 200 OK\r\na: b";
   for (int i = 0; i < 1000; ++i) head += "\n c";
