@@ -31,6 +31,11 @@ std::string withoutControls(std::string_view text) {
   return result;
 }
 
+// An address of the newer kind stands in brackets before a port (RFC 3986, section 3.2.2).
+std::string uriHost(const std::string& host) {
+  return host.find(':') == std::string::npos ? host : "[" + host + "]";
+}
+
 }  // namespace
 
 StrictSession::StrictSession(Connections& connections, const std::string& host, Poco::UInt16 port,
@@ -75,16 +80,13 @@ bool StrictSession::hasInput() const {
 void StrictSession::reset() noexcept {
   reader_.clear();
   dropStream();
-  try {
-    Session::reset();
-  } catch (...) {
-    // The connection is given up in any case; how its end went interests nobody.
-  }
+  Session::reset();
 }
 
 // Through a tunnel the server is asked as if there were no proxy.
 std::string StrictSession::proxyRequestPrefix() const {
-  return secure() ? std::string() : Session::proxyRequestPrefix();
+  if (secure()) return {};
+  return "http://" + uriHost(getHost()) + ":" + std::to_string(getPort());
 }
 
 void StrictSession::proxyAuthenticate(HTTPRequest& request) {
@@ -106,10 +108,11 @@ void StrictSession::connect(const Poco::Net::SocketAddress& address) {
 
 void StrictSession::openTunnel() {
   constexpr char kRefused[] = "Cannot establish proxy connection";
-  HTTPRequest request(HTTPRequest::HTTP_CONNECT, getHost() + ":" + std::to_string(getPort()),
+  const std::string host = uriHost(getHost());
+  HTTPRequest request(HTTPRequest::HTTP_CONNECT, host + ":" + std::to_string(getPort()),
                       HTTPRequest::HTTP_1_1);
   request.set("Proxy-Connection", "Keep-Alive");
-  request.set(HTTPRequest::HOST, getHost());
+  request.set(HTTPRequest::HOST, host);
   proxyAuthenticateImpl(request, getProxyConfig());
   std::ostringstream bytes;
   request.write(bytes);

@@ -25,7 +25,7 @@ void Connections::add(int descriptor) {
   descriptors_.push_back(descriptor);
 }
 
-void Connections::closeAndRemove(int descriptor) {
+void Connections::closeAndRemove(int descriptor) noexcept {
   AutoMutex lock(mutex_);
   std::erase(descriptors_, descriptor);
   ::close(descriptor);

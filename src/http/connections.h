@@ -36,7 +36,7 @@ class Connections {
   void add(int descriptor);
 
   /// Closes a socket, added or not, and forgets it.
-  void closeAndRemove(int descriptor);
+  void closeAndRemove(int descriptor) noexcept;
 
  private:
   orvex::Mutex mutex_{"ConnectionsMutex"};

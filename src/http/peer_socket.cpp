@@ -190,7 +190,7 @@ bool PeerSocket::hasBytes() const {
   return ::recv(descriptor_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
-void PeerSocket::close() {
+void PeerSocket::close() noexcept {
   if (descriptor_ < 0) return;
   connections_.closeAndRemove(descriptor_);
   descriptor_ = -1;

@@ -60,7 +60,7 @@ class PeerSocket {
   bool hasBytes() const;
 
   /// Closes the connection, if there is one. Does not throw.
-  void close();
+  void close() noexcept;
 
   bool isOpen() const { return descriptor_ >= 0; }
 

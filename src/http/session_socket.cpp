@@ -30,7 +30,7 @@ int SessionSocket::sendBytes(const void* buffer, int length, int) {
   return length;
 }
 
-void SessionSocket::close() {
+void SessionSocket::close() noexcept {
   if (tls_) tls_->close();
   tls_.reset();
   reset();

@@ -40,7 +40,7 @@ class SessionSocket final : public Poco::Net::StreamSocketImpl {
 
   // For the library, which writes through them.
   int sendBytes(const void* buffer, int length, int flags) override;
-  void close() override;
+  void close() noexcept override;
 
  private:
   ~SessionSocket() override { SessionSocket::close(); }

@@ -1,4 +1,4 @@
-// What a proxy is asked for a TLS tunnel, and which of its answers open one.
+// What a proxy is asked, for a TLS tunnel above all, and which of its answers open one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -76,6 +76,28 @@ TEST_F(ProxyTunnelTest, IsAskedForByName) {
             "Proxy-Connection: Keep-Alive\r\n"
             "Host: server.example\r\n"
             "\r\n");
+}
+
+// Without the brackets nobody could tell the port from the address.
+TEST_F(ProxyTunnelTest, PutsTheAddressIntoBrackets) {
+  EXPECT_EQ(askedFor("::1", 8443),
+            "CONNECT [::1]:8443 HTTP/1.1\r\n"
+            "Proxy-Connection: Keep-Alive\r\n"
+            "Host: [::1]\r\n"
+            "\r\n");
+}
+
+TEST_F(ProxyTunnelTest, IsNotNeededWithoutTls) {
+  ScriptedServer proxy(ScriptedServer::answeringAll(kEmptyAnswer));
+  settings_.tls = false;
+  settings_.host = "::1";
+  settings_.proxyPort = proxy.port();
+  connectTo(8080);
+  EXPECT_EQ(status(perform(RequestMessage("GET", "/a?b", ""))), 200);
+
+  const auto request = proxy.waitForRequests(1).front();
+  EXPECT_EQ(request.target, "http://[::1]:8080/a?b");
+  EXPECT_EQ(request.value("Host"), "[::1]:8080");
 }
 
 TEST_F(ProxyTunnelTest, IsAskedForWithTheCredentialsOfTheProxy) {
