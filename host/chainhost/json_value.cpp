@@ -136,6 +136,9 @@ std::string JsonPlace::path() const {
   return path;
 }
 
+// The library chooses its code at its first use, and ends the process when it has no memory then.
+JsonParser::JsonParser() { simdjson::get_active_implementation(); }
+
 simdjson::dom::element JsonParser::parse(std::string_view text) {
   simdjson::dom::element root;
   simdjson::error_code error = parser_.parse(text.data(), text.size(), false).get(root);

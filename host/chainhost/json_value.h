@@ -40,6 +40,8 @@ class JsonParser {
   // Bytes behind a text that must be readable; what they hold does not matter.
   static constexpr std::size_t kPaddingBytes = simdjson::SIMDJSON_PADDING;
 
+  JsonParser();
+
   // Parses a text that kPaddingBytes readable bytes follow. The result is valid until the next
   // parse. Errors: "invalid JSON: " and the reason.
   simdjson::dom::element parse(std::string_view text);

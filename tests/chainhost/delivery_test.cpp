@@ -80,6 +80,16 @@ TEST_F(DeliveryTest, EndsTheReadingOfWhatCannotBeRead) {
   EXPECT_EQ(state_.failure(), "cannot read the input: Is a directory");
 }
 
+TEST_F(DeliveryTest, EndsTheReadingWhenNotEvenARefusalHasMemory) {
+  const FileDescriptor file = input("no message\n{\"payload\": \"a\"}\n");
+
+  deliver(file.get(), 48);
+
+  EXPECT_EQ(state_.failure(), "reading ended: std::bad_alloc");
+  EXPECT_EQ(state_.messages(), 0u);
+  EXPECT_EQ(written(), "");
+}
+
 // The plugin answers while it is delivered to, and there is no memory for the lines of the answers.
 TEST_F(DeliveryTest, SendsNothingMoreOnceTheRunHasFailed) {
   const std::string line = "{\"payload\": \"" + std::string(100, 'x') + "\"}\n";
