@@ -19,6 +19,7 @@
 #include "model/get.h"
 #include "model/message.h"
 #include "support/plugin_library.h"
+#include "support/plugin_messages.h"
 
 namespace bench {
 namespace {
@@ -54,17 +55,10 @@ void limitAddressSpace(std::uint64_t moreBytes) {
 }
 
 Message request(std::int64_t id, const char* path, std::uint64_t bytes) {
-  map_t http;
-  http.insert(data_t("method"), data_t("POST"));
-  http.insert(data_t("path"), data_t(path));
-  Message message;
-  message.payload = data_t(buffer_t(bytes));
-  message.metadata.insert(data_t("requestId"), data_t(id));
-  message.metadata.insert(data_t("http"), data_t(std::move(http)));
   // Pages of zeros that nobody has written take no memory.
-  auto& payload = get<buffer_t>(message.payload);
-  for (std::uint64_t i = 0; i < payload.size(); i += 512) payload.data()[i] = 'x';
-  return message;
+  buffer_t payload(bytes);
+  for (std::uint64_t i = 0; i < bytes; i += 512) payload.data()[i] = 'x';
+  return test_support::requestMessage(id, test_support::httpMap("POST", path), std::move(payload));
 }
 
 // A transport and the latest of what it answers.
@@ -72,13 +66,9 @@ class Probe {
  public:
   Probe(const test_support::PluginLibrary& library, std::uint16_t port, std::int64_t clients)
       : library_(library) {
-    map_t map;
-    map.insert(data_t("host"), data_t("127.0.0.1"));
-    map.insert(data_t("port"), data_t(std::int64_t{port}));
-    map.insert(data_t("numClients"), data_t(clients));
-    map.insert(data_t("timeoutSecs"), data_t(kTimeoutSecs));
-    map.insert(data_t("cookieJar"), data_t(true));
-    const data_t config(std::move(map));
+    map_t settings = test_support::settingsFor(port, clients, kTimeoutSecs);
+    settings.insert(data_t("cookieJar"), data_t(true));
+    const data_t config(std::move(settings));
     plugin_ = library_.create("plugin", "chain", &config.raw(), this, this);
     if (plugin_ == nullptr) throw std::runtime_error("no transport");
     library_.setNextTowardsHost(plugin_, this, &Probe::receive);

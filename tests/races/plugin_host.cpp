@@ -12,7 +12,6 @@
 
 namespace races {
 
-using com::corvane::connectivity10_15_0::buffer_t;
 using com::corvane::connectivity10_15_0::get;
 
 namespace {
@@ -46,27 +45,6 @@ std::vector<Answers::Answer> Answers::all() const {
   return answers_;
 }
 
-map_t settingsFor(std::uint16_t port, std::int64_t clients) {
-  map_t settings;
-  settings.insert(data_t("host"), data_t("127.0.0.1"));
-  settings.insert(data_t("port"), data_t(std::int64_t{port}));
-  settings.insert(data_t("numClients"), data_t(clients));
-  // Nothing here depends on it.
-  settings.insert(data_t("timeoutSecs"), data_t(std::int64_t{100'000}));
-  return settings;
-}
-
-map_t tlsSettingsFor(std::uint16_t port, std::int64_t clients, const std::string& authorityFile) {
-  map_t settings = settingsFor(port, clients);
-  settings.insert(data_t("tls"), data_t(true));
-  if (authorityFile.empty()) {
-    settings.insert(data_t("tlsAcceptUnrecognizedCertificates"), data_t(true));
-  } else {
-    settings.insert(data_t("tlsCertificateAuthorityFile"), data_t(authorityFile));
-  }
-  return settings;
-}
-
 HostedTransport::HostedTransport(const test_support::PluginLibrary& library, map_t settings)
     : library_(library) {
   const data_t config(std::move(settings));
@@ -78,13 +56,7 @@ HostedTransport::HostedTransport(const test_support::PluginLibrary& library, map
 void HostedTransport::start() { EXPECT_EQ(library_.start(plugin_), 0); }
 
 void HostedTransport::send(std::int64_t id, const std::string& path) {
-  map_t http;
-  http.insert(data_t("method"), data_t("GET"));
-  http.insert(data_t("path"), data_t(path));
-  Message message;
-  message.payload = data_t(buffer_t(0));
-  message.metadata.insert(data_t("requestId"), data_t(id));
-  message.metadata.insert(data_t("http"), data_t(std::move(http)));
+  Message message = test_support::requestMessage(id, test_support::httpMap("GET", path));
   auto* const raw = reinterpret_cast<kel_message*>(&message);
   EXPECT_EQ(library_.sendBatch(plugin_, raw, raw + 1), 0);
 }

@@ -18,12 +18,15 @@
 #include "kel/host_control.h"
 #include "model/message.h"
 #include "support/plugin_library.h"
+#include "support/plugin_messages.h"
 
 namespace races {
 
 using com::corvane::connectivity10_15_0::data_t;
 using com::corvane::connectivity10_15_0::map_t;
 using com::corvane::connectivity10_15_0::Message;
+using test_support::settingsFor;
+using test_support::tlsSettingsFor;
 
 /// What came back from one transport.
 class Answers {
@@ -44,12 +47,6 @@ class Answers {
   mutable std::condition_variable changed_;
   std::vector<Answer> answers_;
 };
-
-/// Settings for a server on this machine.
-map_t settingsFor(std::uint16_t port, std::int64_t clients);
-
-/// The same over TLS; an empty `authorityFile`: any certificate will do.
-map_t tlsSettingsFor(std::uint16_t port, std::int64_t clients, const std::string& authorityFile);
 
 /// One transport as its host sees it.
 class HostedTransport {

@@ -30,10 +30,11 @@
 #include "kel/plugin.h"
 #include "model/get.h"
 #include "model/message.h"
+#include "support/plugin_library.h"
+#include "support/plugin_messages.h"
 
 namespace {
 
-using com::corvane::connectivity10_15_0::buffer_t;
 using com::corvane::connectivity10_15_0::data_t;
 using com::corvane::connectivity10_15_0::get;
 using com::corvane::connectivity10_15_0::map_t;
@@ -51,14 +52,10 @@ struct Arguments {
   bool usesTls() const { return tlsPort != 0; }
 };
 
-[[noreturn]] void fail(const char* what) {
-  const char* const loader = ::dlerror();
-  std::fprintf(stderr, "%s %s\n", what, loader == nullptr ? "" : loader);
-  std::exit(1);
-}
-
 void require(bool condition, const char* what) {
-  if (!condition) fail(what);
+  if (condition) return;
+  std::fprintf(stderr, "%s\n", what);
+  std::exit(1);
 }
 
 // Counts the good answers.
@@ -142,68 +139,40 @@ class OwnTls {
 };
 
 data_t configuration(const Arguments& arguments, bool tls) {
-  map_t map;
-  map.insert(data_t("host"), data_t("127.0.0.1"));
-  map.insert(data_t("port"), data_t(std::int64_t{tls ? arguments.tlsPort : arguments.plainPort}));
-  map.insert(data_t("numClients"), data_t(kClients));
-  map.insert(data_t("cookieJar"), data_t(true));
-  if (tls) {
-    map.insert(data_t("tls"), data_t(true));
-    map.insert(data_t("tlsCertificateAuthorityFile"), data_t(arguments.authorityFile));
-  }
-  return data_t(std::move(map));
+  map_t settings =
+      tls ? test_support::tlsSettingsFor(arguments.tlsPort, kClients, arguments.authorityFile)
+          : test_support::settingsFor(arguments.plainPort, kClients);
+  settings.insert(data_t("cookieJar"), data_t(true));
+  return data_t(std::move(settings));
 }
 
 // A header value that is not ASCII needs the plugin's library for character sets.
 Message request(std::int64_t id, bool plainText) {
   map_t headers;
   headers.insert(data_t("x-name"), data_t(plainText ? "coffee" : "caf\xC3\xA9"));
-  map_t http;
-  http.insert(data_t("method"), data_t("GET"));
-  http.insert(data_t("path"), data_t("/"));
+  map_t http = test_support::httpMap("GET", "/");
   http.insert(data_t("headers"), data_t(std::move(headers)));
-  Message message;
-  message.payload = data_t(buffer_t(0));
-  message.metadata.insert(data_t("requestId"), data_t(id));
-  message.metadata.insert(data_t("http"), data_t(std::move(http)));
-  return message;
-}
-
-template <typename Function>
-Function* find(void* library, const char* name) {
-  void* const symbol = ::dlsym(library, name);
-  require(symbol != nullptr, name);
-  return reinterpret_cast<Function*>(symbol);
+  return test_support::requestMessage(id, std::move(http));
 }
 
 void useOnce(const Arguments& arguments, bool tls) {
-  void* const library = ::dlopen(HTTP_CLIENT_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-  require(library != nullptr, "not loaded");
+  const test_support::PluginLibrary library(HTTP_CLIENT_LIBRARY);
   const data_t config = configuration(arguments, tls);
   Answers answers;
-  void* const plugin = find<decltype(kel_create_plugin_with_params_HTTPClient)>(
-      library, "kel_create_plugin_with_params_HTTPClient")("plugin", "chain", &config.raw(),
-                                                           &answers, &answers);
+  void* const plugin = library.create("plugin", "chain", &config.raw(), &answers, &answers);
   require(plugin != nullptr, "not created");
-  find<decltype(kel_plugin_setNextTowardsHost_HTTPClient)>(
-      library, "kel_plugin_setNextTowardsHost_HTTPClient")(plugin, &answers, &Answers::receive);
-  find<decltype(kel_plugin_start_HTTPClient)>(library, "kel_plugin_start_HTTPClient")(plugin);
-  auto* const send = find<decltype(kel_plugin_sendBatchTowardsTransport_HTTPClient)>(
-      library, "kel_plugin_sendBatchTowardsTransport_HTTPClient");
+  library.setNextTowardsHost(plugin, &answers, &Answers::receive);
+  library.start(plugin);
   for (std::int64_t id = 0; id < kRequests; ++id) {
     Message message = request(id, !arguments.usesTls());
     auto* const raw = reinterpret_cast<kel_message*>(&message);
-    require(send(plugin, raw, raw + 1) == 0, "not taken");
+    require(library.sendBatch(plugin, raw, raw + 1) == 0, "not taken");
   }
   answers.await(1);  // what else is in flight the shutdown waits for
-  require(find<decltype(kel_plugin_shutdown_HTTPClient)>(
-              library, "kel_plugin_shutdown_HTTPClient")(plugin) == 0,
-          "not shut down");
-  require(find<decltype(kel_destroy_plugin_HTTPClient)>(
-              library, "kel_destroy_plugin_HTTPClient")(plugin) == 0,
-          "not destroyed");
+  require(library.shutdown(plugin) == 0, "not shut down");
+  require(library.destroy(plugin) == 0, "not destroyed");
   require(answers.count() == kRequests, "not each request answered once");
-  require(::dlclose(library) == 0, "not closed");
+  library.unload();
   require(::dlopen(HTTP_CLIENT_LIBRARY, RTLD_NOW | RTLD_NOLOAD) == nullptr, "still loaded");
 }
 

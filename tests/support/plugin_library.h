@@ -1,5 +1,6 @@
 // support/plugin_library.h : the built plugin as a host loads it: nine functions, found by name.
 //
+// Ownership: it stays loaded, so that leak reports have names, unless it is unloaded.
 // Errors: std::runtime_error with the loader's words.
 #pragma once
 
@@ -12,11 +13,16 @@
 namespace test_support {
 
 class PluginLibrary {
-  void* library_;  // stays loaded: leak reports then have names
+  void* library_;
 
  public:
   explicit PluginLibrary(const char* file) : library_(::dlopen(file, RTLD_NOW | RTLD_LOCAL)) {
     if (library_ == nullptr) throw std::runtime_error(::dlerror());
+  }
+
+  /// Takes it out of the process. Its functions must not be called any more.
+  void unload() const {
+    if (::dlclose(library_) != 0) throw std::runtime_error(::dlerror());
   }
 
   template <typename Function>

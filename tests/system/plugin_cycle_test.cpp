@@ -16,6 +16,7 @@
 #include "model/get.h"
 #include "model/message.h"
 #include "support/plugin_library.h"
+#include "support/plugin_messages.h"
 #include "support/scripted_server.h"
 
 namespace {
@@ -80,14 +81,9 @@ class LogLines {
 };
 
 Message request(std::int64_t id) {
-  map_t http;
-  http.insert(data_t("method"), data_t("POST"));
-  http.insert(data_t("path"), data_t("/"));
   const std::string body = "body of " + std::to_string(id);
-  Message message;
-  message.payload = data_t(buffer_t::copyOf(body.data(), body.size()));
-  message.metadata.insert(data_t("requestId"), data_t(id));
-  message.metadata.insert(data_t("http"), data_t(std::move(http)));
+  Message message = test_support::requestMessage(id, test_support::httpMap("POST", "/"),
+                                                 buffer_t::copyOf(body.data(), body.size()));
   if (id % 3 != 0) message.metadata.insert(data_t("concurrencyControlKey"), data_t(id % 7));
   if (id % 25 == 0) message.metadata.insert(data_t("concurrencyControlFlush"), data_t(true));
   return message;

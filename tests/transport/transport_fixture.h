@@ -14,6 +14,7 @@
 #include "plugin/host_side.h"
 #include "support/fake_host.h"
 #include "support/loopback.h"
+#include "support/plugin_messages.h"
 #include "transport/http_client.h"
 
 namespace com::corvane::connectivity::plugins {
@@ -92,14 +93,7 @@ class RecordingHostSide final : public connectivity10_15_0::HostSide {
 
 /// A request for "/".
 inline Message request(std::int64_t id) {
-  map_t http;
-  http.insert(data_t("method"), data_t("GET"));
-  http.insert(data_t("path"), data_t("/"));
-  Message message;
-  message.payload = data_t(buffer_t(0));
-  message.metadata.insert(data_t("requestId"), data_t(id));
-  message.metadata.insert(data_t("http"), data_t(std::move(http)));
-  return message;
+  return test_support::requestMessage(id, test_support::httpMap("GET", "/"));
 }
 
 inline Message request(std::int64_t id, const char* key, data_t value) {
