@@ -2,7 +2,9 @@
 """elf_test : how the loader treats what is shipped: what stays writable, what may be executed, and
 where it looks for libraries.
 
-usage: elf_test.py BUILD-FOLDER
+usage: elf_test.py TEST... BUILD-FOLDER
+
+ElfTest is for every build, OverrunTest for one that is optimised and without sanitizers.
 """
 
 import re
@@ -41,6 +43,10 @@ def entries(file):
 
 def values(file, name):
     return [value for entry, value in entries(file) if entry == name]
+
+
+def symbols(file):
+    return readelf(file, "--dyn-syms")
 
 
 def flags(file):
@@ -83,6 +89,20 @@ class ElfTest(unittest.TestCase):
             self.assertEqual(values(file, "RUNPATH"), [f"Library runpath: [{beside}]"])
 
         self.check(SHIPPED, look)
+
+
+class OverrunTest(unittest.TestCase):
+    """What overruns a buffer ends the process."""
+
+    def test_of_the_stack(self):
+        """The client library has no function with a buffer on its stack."""
+        for file in SHIPPED:
+            if file != "lib/libovclient.so":
+                with self.subTest(file=file):
+                    self.assertIn("__stack_chk_fail", symbols(file))
+
+    def test_of_a_buffer_that_a_library_writes(self):
+        self.assertRegex(symbols(PLUGIN), r"\b__\w+_chk@")
 
 
 if __name__ == "__main__":
