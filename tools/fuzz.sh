@@ -14,6 +14,7 @@ usage: ./dev fuzz [SECONDS] [TARGET...]    runs each fuzzer so long (60), as man
        ./dev fuzz --merge [TARGET...]      takes what the fuzzers have found so far, as far as it
                                            reaches new code, into tests/fuzz/corpus
        ./dev fuzz --list                   the targets
+With a number in FUZZ_SEED the fuzzers begin alike each time.
 END_OF_USAGE
 }
 
@@ -46,6 +47,7 @@ fuzz_probe_leaks() {
 fuzz_one() {
   local target=$1 seconds=$2 code=0
   fuzzer "$target" -max_total_time="$seconds" -print_final_stats=1 \
+    ${FUZZ_SEED:+-seed="$FUZZ_SEED"} \
     "$fuzz_work/found/$target" "$fuzz_corpus/$target" >"$fuzz_work/log/$target.log" 2>&1 || code=$?
   printf '%s\n' "$code" >"$fuzz_work/log/$target.code"
 }
@@ -119,7 +121,7 @@ fuzz_merge() {
     quietly "fuzz-merge-$target" fuzzer "$target" -merge=1 "$folder" "$fuzz_work/found/$target"
     excess=$(($(find "$folder" -type f | wc -l) - fuzz_files_max))
     if [[ $excess -gt 0 ]]; then
-      fuzz_found_inputs "$folder" | head -n "$excess" | xargs -r rm
+      fuzz_found_inputs "$folder" | sed -n "1,${excess}p" | xargs -r rm  # head would end the pipe
     fi
     step "$folder has $(find "$folder" -type f | wc -l) inputs"
   done
