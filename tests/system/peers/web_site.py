@@ -1,0 +1,63 @@
+"""web_site : what the cases ask of a web server, whichever it is.
+
+| Path | Answer |
+|---|---|
+| /files/NAME | that content, with its length |
+| /chunked/NAME | the same in chunks |
+| /gzip/NAME, /deflate/NAME | the same in that coding |
+| /upload | takes any method and body; its header fields are below |
+| /limited | like /upload, up to a body of LIMIT_BYTES |
+| /redirect/STATUS | that status, to /upload/landed |
+| /circle | 302, to itself |
+| /elsewhere | 302, to another server |
+| /cookies/set, /cookies/delete | two cookies; the first of them taken back |
+| /private/NAME | that content, for USER with PASSWORD |
+| /status/STATUS | that status |
+| /many | MANY header fields: X-Many-0, X-Many-1 and so on, each with its number |
+| /long | X-Long: LONG times the letter x |
+| /charset/CHARSET | CHARSET_TEXT in that character set |
+| /slow | the content "1m", for many seconds |
+
+/upload answers with X-Method, with X-Stored, a file with the body if there was one, and with what
+the request had in Cookie, X-Echo and Content-Type as X-Cookie, X-Echo and X-Type.
+"""
+
+import base64
+import hashlib
+import zlib
+from pathlib import Path
+
+from content import SIZES, content
+
+USER, PASSWORD = "gateway", "sesame: öffne dich"
+LIMIT_BYTES = 64 * 1024
+REDIRECTS = (301, 302, 303, 307, 308)
+STATUSES = (201, 204, 400, 403, 404, 409, 410, 429, 500, 502, 503, 504)
+ELSEWHERE = "http://192.0.2.1/"  # an address that is nobody's
+COOKIES = ("session=c0ffee; Path=/; HttpOnly", "theme=dark; Max-Age=3600")
+COOKIE_DELETED = "session=; Path=/; Max-Age=0"
+MANY = 150
+LONG = 30_000
+CHARSETS = ("utf-8", "iso-8859-1", "utf-16le", "windows-1252")
+CHARSET_TEXT = "Größe 5 µm, déjà vu"
+
+
+def stored_body(response):
+    """What the server has kept of the request's body."""
+    file = response.headers.get("x-stored")
+    return Path(file).read_bytes() if file else b""
+
+
+def write_site(peer):
+    """The files of the site in a peer's folder: files/, deflated/ and charset/."""
+    for name in SIZES:
+        peer.write(f"files/{name}", content(name))
+        peer.write(f"deflated/{name}", zlib.compress(content(name), 1))
+    for charset in CHARSETS:
+        peer.write(f"charset/{charset}", CHARSET_TEXT.encode(charset))
+
+
+def htpasswd_line():
+    """USER with PASSWORD, as web servers keep it."""
+    digest = base64.b64encode(hashlib.sha1(PASSWORD.encode()).digest()).decode("ascii")
+    return f"{USER}:{{SHA}}{digest}\n"
