@@ -1,10 +1,9 @@
 """nginx : the web server nginx, offering the site of web_site.py."""
 
 import signal
-from dataclasses import dataclass
 
 import web_site
-from peer import Peer
+from web_server import WebServer
 
 # Its unix socket answers what /upload has passed on: only then does the server read a body.
 _CONFIGURATION = """\
@@ -14,8 +13,7 @@ pid nginx.pid;
 error_log error.log info;
 events {{ worker_connections 512; }}
 http {{
-  log_format columns
-    '$connection\\t$connection_requests\\t$request_method\\t$request_uri\\t$status';
+  log_format columns '$connection_requests\\t$request_method\\t$uri\\t$status';
   access_log access.log columns;
   client_body_temp_path bodies;
   proxy_temp_path proxy;
@@ -25,6 +23,8 @@ http {{
   client_max_body_size 128m;
   large_client_header_buffers 8 64k;
   default_type application/octet-stream;
+  keepalive_requests {requests_max};
+  keepalive_timeout {idle_secs}s;
   {directives}
   server {{
     listen {address};
@@ -38,7 +38,8 @@ http {{
       auth_basic peers;
       auth_basic_user_file {folder}/htpasswd;
     }}
-    location = /slow {{ alias files/1m; limit_rate 16k; }}
+    location = /slow {{ alias files/1m; limit_rate 16k; auth_request /begun; }}
+    location = /begun {{ internal; log_subrequest on; return 204; }}
     location /upload {{
       client_body_in_file_only on;
       proxy_pass http://unix:{folder}/inner.sock:/;
@@ -64,22 +65,14 @@ http {{
 """
 
 
-@dataclass(frozen=True)
-class AccessLine:
-    connection: str  # a number for each connection
-    number: int  # 1 for the first request on it
-    method: str
-    target: str
-    status: int
-
-
-class Nginx(Peer):
+class Nginx(WebServer):
     NAME = "nginx"
     PACKAGE = "nginx-light"
+    FINISH_SIGNAL = signal.SIGQUIT
 
-    def __init__(self, directives="keepalive_timeout 60s;"):
+    def __init__(self, directives="", **limits):
         self._directives = directives
-        super().__init__()
+        super().__init__(**limits)
 
     def prepare(self):
         web_site.write_site(self)
@@ -89,6 +82,8 @@ class Nginx(Peer):
             _CONFIGURATION.format(
                 address=self.address,
                 directives=self._directives,
+                requests_max=self.requests_max,
+                idle_secs=self.idle_secs,
                 folder=self.folder,
                 limit=web_site.LIMIT_BYTES,
                 locations="".join(f"    location = {line}\n" for line in _locations()),
@@ -97,16 +92,6 @@ class Nginx(Peer):
 
     def command(self):
         return ["nginx", "-p", self.folder, "-c", "nginx.conf", "-e", "error.log"]
-
-    def finish(self):
-        """Ends the server once it has answered what it has begun."""
-        self.stop(signal.SIGQUIT)
-
-    def access_log(self, path="/"):
-        """The requests whose targets begin so, in the order in which they were answered."""
-        rows = [line.split("\t") for line in self.log_lines("access.log")]
-        lines = [AccessLine(row[0], int(row[1]), row[2], row[3], int(row[4])) for row in rows]
-        return [line for line in lines if line.target.startswith(path)]
 
 
 # Locations of one path each.

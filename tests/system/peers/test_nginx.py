@@ -2,8 +2,11 @@
 
 import pytest
 
+import connection_cases
 import exchange_cases
 import header_cases
+import waiting
+from messages import request
 from nginx import Nginx
 
 PEERS = [Nginx]
@@ -45,3 +48,18 @@ class TestHeaders(header_cases.HeaderCases):
 
 class TestCharsets(header_cases.CharsetCases):
     pass
+
+
+class TestConnections(connection_cases.ConnectionCases):
+    SERVER = Nginx
+
+    def test_answer_that_the_server_cuts_is_a_failure(self, chainhost):
+        with Nginx() as server, chainhost.session(server.port) as session:
+            slow = request("/slow")
+            session.send(slow)
+            waiting.until("the answer has begun", server.access_log)
+            server.stop()
+            (response,) = session.receive_all(slow)
+
+        assert (response.failed, response.status) == (True, 400)
+        assert response.reason == "Error processing response stream: I/O error"

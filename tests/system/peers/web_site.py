@@ -16,7 +16,7 @@
 | /many | MANY header fields: X-Many-0, X-Many-1 and so on, each with its number |
 | /long | X-Long: LONG times the letter x |
 | /charset/CHARSET | CHARSET_TEXT in that character set |
-| /slow | the content "1m", for many seconds |
+| /slow | the content "1m", for a minute; that it has begun, is a line of the access log: /begun |
 
 /upload answers with X-Method, with X-Stored, a file with the body if there was one, and with what
 the request had in Cookie, X-Echo and Content-Type as X-Cookie, X-Echo and X-Type.
@@ -55,6 +55,29 @@ def write_site(peer):
         peer.write(f"deflated/{name}", zlib.compress(content(name), 1))
     for charset in CHARSETS:
         peer.write(f"charset/{charset}", CHARSET_TEXT.encode(charset))
+
+
+# For servers that run programs. They give it a folder for the bodies as TAKEN, and something as
+# ECHOED if they answer with X-Echo themselves.
+TAKE_SCRIPT = """\
+#!/bin/sh
+stored=$(mktemp "$TAKEN/XXXXXX")
+cat >"$stored"
+printf 'Content-Type: text/plain\\r\\nX-Method: %s\\r\\n' "$REQUEST_METHOD"
+[ ! -s "$stored" ] || printf 'X-Stored: %s\\r\\n' "$stored"
+[ -z "$HTTP_COOKIE" ] || printf 'X-Cookie: %s\\r\\n' "$HTTP_COOKIE"
+[ -z "$HTTP_X_ECHO" ] || [ -n "$ECHOED" ] || printf 'X-Echo: %s\\r\\n' "$HTTP_X_ECHO"
+[ -z "$CONTENT_TYPE" ] || printf 'X-Type: %s\\r\\n' "$CONTENT_TYPE"
+printf '\\r\\ntaken'
+"""
+
+
+def write_take_script(peer):
+    """The program that stands for /upload, and a folder "taken" for what it takes."""
+    peer.write("taken/.keep", "")
+    script = peer.write("take", TAKE_SCRIPT)
+    script.chmod(0o755)
+    return script
 
 
 def htpasswd_line():
