@@ -55,6 +55,10 @@ class Peer:
         self.close()
 
     @property
+    def is_running(self):
+        return self._process is not None
+
+    @property
     def port(self):
         return self._port.number
 

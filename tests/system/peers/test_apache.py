@@ -7,7 +7,7 @@ import exchange_cases
 import header_cases
 from apache import Apache
 
-PEERS = [Apache]
+PEERS = (Apache,)
 
 
 @pytest.fixture(scope="module")
@@ -21,6 +21,14 @@ class TestMethods(exchange_cases.MethodCases):
 
 
 class TestBodies(exchange_cases.BodyCases):
+    pass
+
+
+class TestSmallChunks(exchange_cases.SmallChunkCases):
+    pass
+
+
+class TestChunks(exchange_cases.ChunkCases):
     pass
 
 

@@ -9,7 +9,7 @@ import waiting
 from messages import request
 from nginx import Nginx
 
-PEERS = [Nginx]
+PEERS = (Nginx,)
 
 
 @pytest.fixture(scope="module")
@@ -23,6 +23,14 @@ class TestMethods(exchange_cases.MethodCases):
 
 
 class TestBodies(exchange_cases.BodyCases):
+    pass
+
+
+class TestSmallChunks(exchange_cases.SmallChunkCases):
+    pass
+
+
+class TestChunks(exchange_cases.ChunkCases):
     pass
 
 

@@ -1,6 +1,6 @@
 """web_server : a peer that offers the site of web_site.py and keeps an access log.
 
-The log, access.log, has one line for each request when it has been answered, with these columns
+The log, ACCESS_LOG, has one line for each request when it has been answered, with these columns
 between tabulators: number of the request on its connection, method, path, status.
 """
 
@@ -18,6 +18,7 @@ class AccessLine:
 
 
 class WebServer(Peer):
+    ACCESS_LOG = "access.log"
     FIRST = "1"  # number of the first request on a connection
     FINISH_SIGNAL = Peer.STOP_SIGNAL  # lets it answer what it has begun
 
@@ -32,5 +33,5 @@ class WebServer(Peer):
 
     def access_log(self):
         """The requests in the order in which their answers ended."""
-        rows = [line.split("\t") for line in self.log_lines("access.log")]
+        rows = [line.split("\t") for line in self.log_lines(self.ACCESS_LOG) if "\t" in line]
         return [AccessLine(row[0] == self.FIRST, row[1], row[2], int(row[3])) for row in rows]
