@@ -112,7 +112,7 @@ end
 
 class Apache(WebServer):
     NAME = "Apache httpd"
-    PACKAGE = "apache2-bin"
+    PACKAGES = ("apache2-bin",)
     FIRST = "0"
     FINISH_SIGNAL = signal.SIGWINCH
 

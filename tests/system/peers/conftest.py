@@ -1,7 +1,6 @@
 """Fixtures of all cases, what a failed one shows, and the results for the page of compatibility."""
 
 import dataclasses
-import inspect
 import json
 import os
 import tempfile
@@ -13,7 +12,7 @@ pytest.register_assert_rewrite("exchange_cases", "header_cases", "connection_cas
 
 import content  # noqa: E402
 from chainhost import Chainhost  # noqa: E402
-from compatibility import Result  # noqa: E402
+from compatibility import Result, row_of  # noqa: E402
 from peer import Peer, version_of  # noqa: E402
 
 _LOG_CHARACTERS_MAX = 20_000
@@ -72,20 +71,12 @@ def _show_logs(item, report):
         report.sections.append((name, text[-_LOG_CHARACTERS_MAX:]))
 
 
-# A test file's PEERS are the peers that its requests pass, the nearest first; one without them does
-# not test a peer.
 def _keep_result(item, report):
-    peers = getattr(item.module, "PEERS", ())
-    if peers:
-        _results.append(
-            Result(
-                peer=" before ".join(peer.NAME for peer in peers),
-                version=", ".join(version_of(peer.PACKAGE) for peer in peers),
-                subject=inspect.getdoc(item.cls),
-                case=item.name,
-                passed=report.passed,
-            )
-        )
+    row = row_of(item)
+    if row:
+        packages = [name for peer in item.module.PEERS for name in peer.PACKAGES]
+        versions = ", ".join(version_of(name) for name in packages)
+        _results.append(Result(*row, versions, item.name, report.passed))
 
 
 def pytest_sessionfinish(session):

@@ -33,7 +33,7 @@ backend web
 
 class HAProxy(WebServer):
     NAME = "HAProxy"
-    PACKAGE = "haproxy"
+    PACKAGES = ("haproxy",)
     ACCESS_LOG = "output.log"
     FINISH_SIGNAL = signal.SIGUSR1
 

@@ -13,7 +13,7 @@ _THREADS = 8
 
 class Httpbin(Peer):
     NAME = "httpbin under gunicorn"
-    PACKAGE = "python3-httpbin"
+    PACKAGES = ("python3-httpbin", "gunicorn")
     STOP_SIGNAL = signal.SIGKILL  # any other waits for answers that still take their time
 
     def prepare(self):

@@ -78,7 +78,7 @@ esac
 
 class Lighttpd(WebServer):
     NAME = "lighttpd"
-    PACKAGE = "lighttpd"
+    PACKAGES = ("lighttpd",)
     FIRST = "0"
     FINISH_SIGNAL = signal.SIGINT
 

@@ -67,7 +67,7 @@ http {{
 
 class Nginx(WebServer):
     NAME = "nginx"
-    PACKAGE = "nginx-light"
+    PACKAGES = ("nginx-light",)
     FINISH_SIGNAL = signal.SIGQUIT
 
     def __init__(self, directives="", **limits):

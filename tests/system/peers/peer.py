@@ -7,6 +7,7 @@ and gets a signal by its process id when it has to end; it also ends when the te
 import contextlib
 import os
 import pwd
+import re
 import shutil
 import signal
 import subprocess
@@ -25,12 +26,12 @@ class PeerError(Exception):
 
 
 class Peer:
-    """Derived classes name themselves and their package, write their configuration in prepare() and
-    say in command() what to run. Logs are the files "*.log" in the folder.
+    """Derived classes name themselves and their packages, write their configuration in prepare(),
+    and say in command() what to run. Logs are the files "*.log" in the folder.
     """
 
     NAME = None  # as docs/compatibility.md calls it
-    PACKAGE = None  # whose version counts
+    PACKAGES = ()  # Debian's, which tell its version
     STOP_SIGNAL = signal.SIGTERM
 
     running = []  # for whoever wants to show their logs
@@ -166,6 +167,7 @@ def _has_ended(pid):
 
 
 def version_of(package):
-    """Of a Debian package."""
+    """Of a Debian package, without Debian's own part of it."""
     query = ["dpkg-query", "-W", "-f=${Version}", package]
-    return subprocess.run(query, capture_output=True, text=True).stdout or "not installed"
+    version = subprocess.run(query, capture_output=True, text=True).stdout
+    return re.split(r"[-+]", version)[0] or "not installed"

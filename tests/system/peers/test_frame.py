@@ -5,7 +5,7 @@ import socket
 import pytest
 
 import loopback
-from compatibility import Result, page
+from compatibility import Result, differences, page
 from messages import request
 from nginx import Nginx
 from peer import Peer, PeerError
@@ -77,9 +77,9 @@ class TestPage:
     def test_row_tells_the_number_of_cases_and_what_failed(self):
         text = page(
             [
-                Result("nginx", "1.22", "methods", "a", True),
-                Result("nginx", "1.22", "methods", "b", True),
-                Result("squid", "5.7", "a|b", "c", False),
+                Result("nginx", "methods", "1.22", "a", True),
+                Result("nginx", "methods", "1.22", "b", True),
+                Result("squid", "a|b", "5.7", "c", False),
             ]
         )
 
@@ -87,3 +87,23 @@ class TestPage:
             "| nginx | 1.22 | methods | 2 | passed |",
             "| squid | 5.7 | a/b | 1 | failed: c |",
         ]
+
+    def test_page_of_all_cases_differs_in_nothing(self):
+        text = page([Result("nginx", "methods", "1.22", case, True) for case in "ab"])
+
+        assert differences(text, [("nginx", "methods"), (), ("nginx", "methods")]) == []
+
+    def test_case_that_the_page_does_not_count_is_a_difference(self):
+        text = page([Result("nginx", "methods", "1.22", "a", True)])
+
+        assert differences(text, [("nginx", "methods")] * 2) == [
+            "the page lacks: nginx | methods | 2 | passed",
+            "the page has: nginx | methods | 1 | passed",
+        ]
+
+    def test_case_that_failed_is_a_difference(self):
+        text = page([Result("nginx", "methods", "1.22", "a", False)])
+
+        assert "the page has: nginx | methods | 1 | failed: a" in differences(
+            text, [("nginx", "methods")]
+        )

@@ -8,6 +8,7 @@ import connection_cases
 import exchange_cases
 import header_cases
 import loopback
+import waiting
 from content import content
 from haproxy import HAProxy
 from messages import request
@@ -68,7 +69,7 @@ class TestConnections(connection_cases.ConnectionCases):
 
 
 class TestServerBehind:
-    """the server behind: down and back (503), silent (504), ended within its answer"""
+    """the server behind: down and back (503), silent (504), ended within its answer (a failure)"""
 
     def test_server_behind_that_is_down_is_503(self, chainhost):
         with HAProxy() as front, chainhost.session(front.port) as session:
@@ -89,6 +90,18 @@ class TestServerBehind:
                 (response,) = chainhost.run(front.port, request("/files/4k"))
 
         assert (response.status, response.failed) == (504, False)
+
+
+    def test_server_behind_that_ends_within_its_answer_is_a_failure(self, chainhost):
+        with HAProxy() as front, chainhost.session(front.port) as session:
+            slow = request("/slow")
+            session.send(slow)
+            waiting.until("the answer has begun", front.nginx.access_log)
+            front.nginx.stop()
+            (response,) = session.receive_all(slow)
+
+        assert (response.failed, response.status) == (True, 400)
+        assert response.reason == "Error processing response stream: I/O error"
 
 
 class TestLimits:

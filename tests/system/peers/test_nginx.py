@@ -59,6 +59,8 @@ class TestCharsets(header_cases.CharsetCases):
 
 
 class TestConnections(connection_cases.ConnectionCases):
+    """connections: kept, limited to one request, closed when idle, lost in a restart or answer"""
+
     SERVER = Nginx
 
     def test_answer_that_the_server_cuts_is_a_failure(self, chainhost):

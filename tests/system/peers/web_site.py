@@ -23,7 +23,9 @@ the request had in Cookie, X-Echo and Content-Type as X-Cookie, X-Echo and X-Typ
 """
 
 import base64
+import functools
 import hashlib
+import tempfile
 import zlib
 from pathlib import Path
 
@@ -50,11 +52,26 @@ def stored_body(response):
 
 def write_site(peer):
     """The files of the site in a peer's folder: files/, deflated/ and charset/."""
-    for name in SIZES:
-        peer.write(f"files/{name}", content(name))
-        peer.write(f"deflated/{name}", zlib.compress(content(name), 1))
-    for charset in CHARSETS:
-        peer.write(f"charset/{charset}", CHARSET_TEXT.encode(charset))
+    site = Path(_site().name)
+    for file in site.rglob("*"):
+        if file.is_file():
+            link = peer.folder / file.relative_to(site)
+            link.parent.mkdir(exist_ok=True)
+            link.hardlink_to(file)
+
+
+@functools.cache
+def _site():
+    """They are the same for all peers, and made once."""
+    folder = tempfile.TemporaryDirectory(prefix="site-")
+    files = {f"files/{name}": content(name) for name in SIZES}
+    files |= {f"deflated/{name}": zlib.compress(content(name), 1) for name in SIZES}
+    files |= {f"charset/{charset}": CHARSET_TEXT.encode(charset) for charset in CHARSETS}
+    for name, text in files.items():
+        file = Path(folder.name, name)
+        file.parent.mkdir(exist_ok=True)
+        file.write_bytes(text)
+    return folder
 
 
 # For servers that run programs. They give it a folder for the bodies as TAKEN, and something as
