@@ -66,6 +66,10 @@ ScriptAlias /limited {folder}/take
 <Location /limited>
   LimitRequestBody {limit}
 </Location>
+ScriptAlias /unpacked {folder}/take
+<Location /unpacked>
+  SetInputFilter DEFLATE
+</Location>
 Alias /slow {folder}/files/1m
 <Location /slow>
   SetOutputFilter RATE_LIMIT

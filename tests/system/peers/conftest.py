@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 
-pytest.register_assert_rewrite("exchange_cases", "header_cases", "connection_cases")
+pytest.register_assert_rewrite("exchange_cases", "header_cases", "connection_cases", "payload_cases")
 
 import content  # noqa: E402
 from chainhost import Chainhost  # noqa: E402

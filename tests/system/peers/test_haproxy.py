@@ -8,6 +8,7 @@ import connection_cases
 import exchange_cases
 import header_cases
 import loopback
+import payload_cases
 import waiting
 from content import content
 from haproxy import HAProxy
@@ -61,6 +62,14 @@ class TestHeaders(header_cases.HeaderCases):
 
 
 class TestCharsets(header_cases.CharsetCases):
+    pass
+
+
+class TestUploads(payload_cases.UploadCases):
+    pass
+
+
+class TestPackedBodies(payload_cases.PackedBodyCases):
     pass
 
 

@@ -5,6 +5,7 @@ import pytest
 import connection_cases
 import exchange_cases
 import header_cases
+import payload_cases
 import waiting
 from messages import request
 from nginx import Nginx
@@ -55,6 +56,14 @@ class TestHeaders(header_cases.HeaderCases):
 
 
 class TestCharsets(header_cases.CharsetCases):
+    pass
+
+
+class TestUploads(payload_cases.UploadCases):
+    pass
+
+
+class TestPackedBodies(payload_cases.PackedBodyCases):
     pass
 
 
