@@ -16,6 +16,7 @@ LOSSES = (
     "Error processing response stream: I/O error",
     "I/O error: Broken pipe",
     "No message received",
+    "Software caused connection abort",
 )
 RETRY = "will retry once"
 

@@ -407,7 +407,7 @@ class TestSlowAnswers:
 
     def test_answer_beyond_the_time_out_is_a_failure(self, site, chainhost):
         (response, after) = chainhost.run(
-            site.port, request("/delay/10"), request("/bytes/9?seed=1"), timeoutSecs=1
+            site.port, request("/delay/10"), request("/bytes/9?seed=1"), timeoutSecs=5
         )
 
         assert (response.failed, response.status, response.reason) == (True, 400, "Timeout")
@@ -416,9 +416,9 @@ class TestSlowAnswers:
     def test_body_that_stands_still_beyond_the_time_out_is_a_failure(self, site, chainhost):
         (response, after) = chainhost.run(
             site.port,
-            request("/drip?numbytes=2&duration=20"),
+            request("/drip?numbytes=2&duration=40"),
             request("/bytes/9?seed=1"),
-            timeoutSecs=1,
+            timeoutSecs=5,
         )
 
         assert (response.failed, response.status, response.reason) == (True, 400, "Timeout")
