@@ -50,11 +50,6 @@ http {{
       add_header X-Echo $http_x_echo;
       add_header X-Type $content_type;
     }}
-    location = /abrupt {{
-      client_max_body_size {limit};
-      lingering_close off;
-      proxy_pass http://unix:{folder}/inner.sock:/;
-    }}
     location = /limited {{
       client_max_body_size {limit};
       proxy_pass http://unix:{folder}/inner.sock:/;

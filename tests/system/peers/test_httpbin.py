@@ -245,6 +245,15 @@ class TestBodies:
         assert response.body == seeded_bytes(size, 7)
         assert after.body == seeded_bytes(9, 1)
 
+    def test_answer_amid_the_body_arrives(self, site, chainhost):
+        # The server answers without having read the body, and resets the connection.
+        unread = request("/status/418", "POST", "x" * (16 << 20), headers={"Connection": "close"})
+
+        (response, after) = chainhost.run(site.port, unread, request("/bytes/9?seed=1"))
+
+        assert (response.status, response.failed) == (418, False)
+        assert after.body == seeded_bytes(9, 1)
+
     def test_picture_arrives(self, site, chainhost):
         (response,) = chainhost.run(site.port, request("/image/png"))
 

@@ -7,7 +7,6 @@ import exchange_cases
 import header_cases
 import payload_cases
 import waiting
-from content import content
 from messages import request
 from nginx import Nginx
 
@@ -72,15 +71,6 @@ class TestConnections(connection_cases.ConnectionCases):
     """connections: kept, limited to one request, closed when idle, lost in a restart or answer"""
 
     SERVER = Nginx
-
-    def test_refusal_amid_the_body_is_a_status_of_the_server(self, site, chainhost):
-        # The server answers and closes the connection at once; the rest of the body meets a reset.
-        (response, after) = chainhost.run(
-            site.port, request("/abrupt", "POST", "x" * (16 << 20)), request("/files/1")
-        )
-
-        assert (response.status, response.failed) == (413, False)
-        assert after.body == content("1")
 
     def test_answer_that_the_server_cuts_is_a_failure(self, chainhost):
         with Nginx() as server, chainhost.session(server.port) as session:
