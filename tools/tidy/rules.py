@@ -33,7 +33,10 @@ _SWITCHED_OFF_IN_CMAKE = re.compile(
 _COMMENTED_OUT_IN_CMAKE = re.compile(
     r"#\s*(?:\w+\.(?:cpp|c)\s*$|test_program\s*\(\s*[a-z]|add_test\s*\()"
 )
-_SKIPPED_IN_PYTHON = re.compile(r"\bunittest\.(?:skip\w*|expectedFailure)|\.skipTest\(")
+_SKIPPED_IN_PYTHON = re.compile(
+    r"\bunittest\.(?:skip\w*|expectedFailure)|\.skipTest\("
+    r"|\bpytest\.(?:mark\.)?(?:skip\w*|xfail|importorskip)\b"
+)
 
 
 def check_file_lengths(tree):

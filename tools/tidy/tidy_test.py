@@ -367,7 +367,15 @@ class TestsRunTest(TidyTest):
                 )
 
     def test_skipped_python_test(self):
-        for line in ('@unittest.skip("later")', "@unittest.expectedFailure", 'self.skipTest("x")'):
+        for line in (
+            '@unittest.skip("later")',
+            "@unittest.expectedFailure",
+            'self.skipTest("x")',
+            '@pytest.mark.skipif(True, reason="x")',
+            "@pytest.mark.xfail",
+            'pytest.skip("x")',
+            'pytest.importorskip("x")',
+        ):
             with self.subTest(line=line):
                 self.assert_finds(
                     rules.check_tests_run, "tests/a/a_test.py", line, "1: a test is skipped"
