@@ -2,10 +2,10 @@
 
 nginx runs as one process with one thread. It writes two lines for each request into one file: the
 first when it has read the request's head, before it passes the request on (a subrequest that is
-logged), the second in the same step in which it hands the last byte of the answer to the system
-(with "proxy_buffering off"; with it on, it may do so a step earlier than it ends the request, and a
-client that has its answer could be seen beginning its next request first). So the lines stand in
-the order in which things happened, without a clock and its rounding.
+logged), the second in the same step in which it hands the last byte of the answer to the system.
+For that, answers are small and passed on unbuffered: were anything left to do after the last byte,
+a client that has its answer could be seen beginning its next request before that one's end. So the
+lines stand in the order in which things happened, without a clock and its rounding.
 
 What that proves: a request that was sent after the answer to another had come begins after the
 other's end, always, so that nothing is blamed without cause. And where one begins before the
@@ -153,5 +153,6 @@ class Gate:
         return Handler
 
 
+# Not http.server's own class: that one looks its host's name up.
 class _Server(socketserver.ThreadingTCPServer):
     request_queue_size = 64
