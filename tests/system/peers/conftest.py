@@ -8,7 +8,9 @@ from pathlib import Path
 
 import pytest
 
-pytest.register_assert_rewrite("exchange_cases", "header_cases", "connection_cases", "payload_cases")
+pytest.register_assert_rewrite(
+    *(f"{kind}_cases" for kind in ("connection", "exchange", "header", "payload", "proxy", "tls"))
+)
 
 import content  # noqa: E402
 from chainhost import Chainhost  # noqa: E402
