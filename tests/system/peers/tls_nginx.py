@@ -4,6 +4,7 @@ import signal
 import zlib
 from dataclasses import dataclass
 
+import waiting
 from nginx import Nginx
 
 # Each request is a line of tls.log, too.
@@ -41,11 +42,12 @@ class TlsNginx(Nginx):
         return {"tls": True, "tlsCertificateAuthorityFile": str(file)}
 
     def show(self, identity):
-        """Another identity, for new connections. The server closes those that are idle when it has
-        made the change."""
+        """Another identity from now on. Connections that are idle are closed."""
         self._identity = identity
         self._write_identity()
+        ended = self._ended_workers()
         self.signal(signal.SIGHUP)
+        waiting.until("who shows the old one ends", lambda: self._ended_workers() > ended)
 
     def tls_log(self):
         """The requests in the order in which their answers ended."""
@@ -58,6 +60,9 @@ class TlsNginx(Nginx):
             for line in self.log_lines("error.log")
             if " alert " in line
         ]
+
+    def _ended_workers(self):
+        return sum("exited with code" in line for line in self.log_lines("error.log"))
 
     def _write_identity(self):
         self.write("chain.pem", self._identity.chain)
