@@ -108,11 +108,11 @@ void StrictSession::connect(const Poco::Net::SocketAddress& address) {
 
 void StrictSession::openTunnel() {
   constexpr char kRefused[] = "Cannot establish proxy connection";
-  const std::string host = uriHost(getHost());
-  HTTPRequest request(HTTPRequest::HTTP_CONNECT, host + ":" + std::to_string(getPort()),
-                      HTTPRequest::HTTP_1_1);
+  const std::string server = uriHost(getHost()) + ":" + std::to_string(getPort());
+  HTTPRequest request(HTTPRequest::HTTP_CONNECT, server, HTTPRequest::HTTP_1_1);
   request.set("Proxy-Connection", "Keep-Alive");
-  request.set(HTTPRequest::HOST, host);
+  // The port too (RFC 9112, section 3.2): there are proxies that refuse the two to differ.
+  request.set(HTTPRequest::HOST, server);
   proxyAuthenticateImpl(request, getProxyConfig());
   std::ostringstream bytes;
   request.write(bytes);

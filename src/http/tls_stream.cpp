@@ -1,5 +1,6 @@
 #include "http/tls_stream.h"
 
+#include <Poco/Net/IPAddress.h>
 #include <Poco/Net/SSLException.h>
 #include <openssl/err.h>
 
@@ -15,6 +16,12 @@ int clamped(std::size_t length) {
   return static_cast<int>(std::min<std::size_t>(length, std::numeric_limits<int>::max()));
 }
 
+// A server is told names only, never addresses (RFC 6066, section 3): some refuse these.
+bool isName(const std::string& host) {
+  Poco::Net::IPAddress address;
+  return !Poco::Net::IPAddress::tryParse(host, address);
+}
+
 TlsStream& streamOf(BIO* bio) { return *static_cast<TlsStream*>(BIO_get_data(bio)); }
 
 }  // namespace
@@ -28,7 +35,7 @@ TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
   if (!ssl_) throw std::bad_alloc();
   BIO* const bio = makeBio();
   SSL_set_bio(ssl_.get(), bio, bio);
-  SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
+  if (isName(host)) SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
   peer_.boundStep();
   ERR_clear_error();
   if (outcome(SSL_connect(ssl_.get())) == 0) {
@@ -81,9 +88,11 @@ std::size_t TlsStream::outcome(int result) {
   if (SSL_get_error(ssl_.get(), result) == SSL_ERROR_ZERO_RETURN) return 0;
   hasFailed_ = true;
   const std::exception_ptr peerFailure = std::exchange(peerFailure_, nullptr);
-  const unsigned long error = ERR_get_error();
+  // The last one says what came of those before it: a certificate is refused, say, because of a
+  // signature that is wrong.
+  const unsigned long error = ERR_peek_last_error();
   if (error != 0) {
-    // Such as a certificate that is refused, whatever became of telling that to the peer.
+    // Whatever became of telling the peer.
     char text[256];
     ERR_error_string_n(error, text, sizeof(text));
     throw Poco::Net::SSLException(text);

@@ -24,7 +24,7 @@ namespace com::corvane::connectivity::plugins {
 class TlsStream {
  public:
   /// Performs the handshake, as one step of the socket. The context says what is verified; `host`
-  /// is the name that the server is told.
+  /// is the name that the server is told, unless it is an address.
   TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context, const std::string& host);
   TlsStream(const TlsStream&) = delete;
   TlsStream& operator=(const TlsStream&) = delete;

@@ -56,6 +56,26 @@ class ProxyTunnelTest : public ExchangeFixture {
     return result;
   }
 
+  /// The name that the server behind the proxy is told in the TLS handshake.
+  std::string nameToldTo(const std::string& host) {
+    std::string name = "nothing";
+    {
+      ScriptedServer proxy([&](Connection& connection) {
+        if (!connection.readRequest()) return;
+        connection.send("HTTP/1.1 200 OK\r\n\r\n");
+        if (!connection.startTls(identity_)) return;
+        name = connection.serverName();
+        if (connection.readRequest()) connection.send(kEmptyAnswer);
+      });
+      settings_.host = host;
+      settings_.proxyPort = proxy.port();
+      connectTo(8443);
+      EXPECT_EQ(reason(perform(RequestMessage("GET", "/", ""))), "OK");
+      exchange_->close();
+    }
+    return name;
+  }
+
   TempDir dir_;
   CertificateAuthority authority_{dir_};
   const TlsIdentity identity_ = authority_.issue();
@@ -65,7 +85,7 @@ TEST_F(ProxyTunnelTest, IsAskedForByAddressAndPort) {
   EXPECT_EQ(askedFor("127.0.0.1", 8443),
             "CONNECT 127.0.0.1:8443 HTTP/1.1\r\n"
             "Proxy-Connection: Keep-Alive\r\n"
-            "Host: 127.0.0.1\r\n"
+            "Host: 127.0.0.1:8443\r\n"
             "\r\n");
 }
 
@@ -74,7 +94,7 @@ TEST_F(ProxyTunnelTest, IsAskedForByName) {
   EXPECT_EQ(askedFor("server.example", 443),
             "CONNECT server.example:443 HTTP/1.1\r\n"
             "Proxy-Connection: Keep-Alive\r\n"
-            "Host: server.example\r\n"
+            "Host: server.example:443\r\n"
             "\r\n");
 }
 
@@ -83,7 +103,7 @@ TEST_F(ProxyTunnelTest, PutsTheAddressIntoBrackets) {
   EXPECT_EQ(askedFor("::1", 8443),
             "CONNECT [::1]:8443 HTTP/1.1\r\n"
             "Proxy-Connection: Keep-Alive\r\n"
-            "Host: [::1]\r\n"
+            "Host: [::1]:8443\r\n"
             "\r\n");
 }
 
@@ -108,7 +128,7 @@ TEST_F(ProxyTunnelTest, IsAskedForWithTheCredentialsOfTheProxy) {
   EXPECT_EQ(askedFor("127.0.0.1", 8443),
             "CONNECT 127.0.0.1:8443 HTTP/1.1\r\n"
             "Proxy-Connection: Keep-Alive\r\n"
-            "Host: 127.0.0.1\r\n"
+            "Host: 127.0.0.1:8443\r\n"
             "Proxy-Authorization: Basic dXNlcjpzZWNyZXQ=\r\n"
             "\r\n");
 }
@@ -139,6 +159,11 @@ TEST_F(ProxyTunnelTest, IsNotOpenedByAnAnswerWithBytesBehindIt) {
             "HTTP Exception: Cannot establish proxy connection: Unexpected bytes after the answer");
   EXPECT_EQ(reasonBehind("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"),
             "HTTP Exception: Cannot establish proxy connection: Unexpected bytes after the answer");
+}
+
+TEST_F(ProxyTunnelTest, TellsTheServerBehindItsNameButNoAddress) {
+  EXPECT_EQ(nameToldTo("localhost"), "localhost");
+  EXPECT_EQ(nameToldTo("127.0.0.1"), "");
 }
 
 // What was not secured must never carry a request.

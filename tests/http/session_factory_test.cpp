@@ -206,6 +206,21 @@ TEST_F(SessionFactoryTest, RefusesAnExpiredCertificate) {
   EXPECT_EQ(statusFrom(authority_.issue(expired)), 400);
 }
 
+// The library tells the wrong signature first.
+TEST_F(SessionFactoryTest, SaysOfAForgedCertificateThatItIsRefused) {
+  trustAuthority();
+  settings_.tls = true;
+  const TempDir elsewhere;
+  CertificateAuthority namesake(elsewhere);
+  const TlsIdentity identity = namesake.issue();
+  ScriptedServer server([&](Connection& connection) { connection.startTls(identity); });
+  connectTo(server.port());
+
+  EXPECT_THAT(reason(perform(RequestMessage("GET", "/", ""))),
+              testing::EndsWith(":certificate verify failed"));
+  exchange_->close();
+}
+
 TEST_F(SessionFactoryTest, RefusesServersWithOldProtocolsOrCiphersOnly) {
   trustAuthority();
   settings_.tls = true;

@@ -9,7 +9,7 @@ from pathlib import Path
 import pytest
 
 pytest.register_assert_rewrite(
-    "connection_cases", "exchange_cases", "header_cases", "payload_cases"
+    *(f"{kind}_cases" for kind in ("connection", "exchange", "header", "payload", "proxy", "tls"))
 )
 
 import content  # noqa: E402

@@ -22,10 +22,15 @@ class ReservedPort:
         self._socket.close()
 
 
+def connection(port):
+    """A new one, to whoever listens there."""
+    return socket.create_connection((ADDRESS, port))
+
+
 def accepts(port):
     """Whether somebody listens there."""
     with contextlib.suppress(ConnectionError):
-        socket.create_connection((ADDRESS, port)).close()
+        connection(port).close()
         return True
     return False
 

@@ -27,7 +27,7 @@ http {{
   keepalive_timeout {idle_secs}s;
   {directives}
   server {{
-    listen {address};
+    listen {address} {listen};
     root {folder};
     location /files/ {{ }}
     location /chunked/ {{ alias files/; ssi on; ssi_types *; }}
@@ -70,8 +70,9 @@ class Nginx(WebServer):
     PACKAGES = ("nginx-light",)
     FINISH_SIGNAL = signal.SIGQUIT
 
-    def __init__(self, directives="", **limits):
+    def __init__(self, directives="", listen="", **limits):
         self._directives = directives
+        self._listen = listen  # how else than plainly
         super().__init__(**limits)
 
     def prepare(self):
@@ -84,6 +85,7 @@ class Nginx(WebServer):
                 directives=self._directives,
                 requests_max=self.requests_max,
                 idle_secs=self.idle_secs,
+                listen=self._listen,
                 folder=self.folder,
                 limit=web_site.LIMIT_BYTES,
                 locations="".join(f"    location = {line}\n" for line in _locations()),

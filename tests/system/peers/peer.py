@@ -117,6 +117,10 @@ class Peer:
                 os.killpg(process.pid, signal.SIGKILL)
             process.wait()
 
+    def signal(self, number):
+        """Sends the peer a signal that does not end it."""
+        os.kill(self._process.pid, number)
+
     def restart(self):
         self.stop()
         self.start()
