@@ -15,8 +15,8 @@ add_library(bound_at_once INTERFACE)
 target_link_options(bound_at_once INTERFACE -Wl,-z,now)
 # Set on a directory: what is compiled there tests, and is not what is tested.
 define_property(TARGET PROPERTY TEST_CODE INHERITED)
-if(NOT SANITIZE)  # which see more
-  # What runs over the end of a buffer ends the process.
+if(NOT SANITIZE)
+  # What runs over the end of a buffer ends the process. Sanitizers see that by themselves.
   target_compile_options(project_options INTERFACE
     -fstack-protector-strong -fstack-clash-protection)
   if(CMAKE_BUILD_TYPE MATCHES "Rel")  # it needs an optimised build, which test code is not

@@ -78,7 +78,7 @@ def _site():
 # ECHOED if they answer with X-Echo themselves.
 TAKE_SCRIPT = """\
 #!/bin/sh
-stored=$(mktemp "$TAKEN/XXXXXX")
+stored=$(mktemp -p "$TAKEN")
 cat >"$stored"
 printf 'Content-Type: text/plain\\r\\nX-Method: %s\\r\\n' "$REQUEST_METHOD"
 [ ! -s "$stored" ] || printf 'X-Stored: %s\\r\\n' "$stored"
