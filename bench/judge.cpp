@@ -1,5 +1,6 @@
 #include "bench/judge.h"
 
+#include <chrono>
 #include <exception>
 #include <optional>
 
@@ -54,6 +55,16 @@ std::string described(std::uint64_t id, const std::vector<Fault>& attempts,
 void Judge::expect(std::uint64_t id) {
   room_.acquire();
   if (!journal_.open(id)) reportCase(&Tally::lost, "a request long before " + std::to_string(id));
+}
+
+bool Judge::awaitAnswers(double seconds) {
+  using Clock = std::chrono::steady_clock;
+  const std::chrono::duration<double> most(seconds);
+  const auto guard = Clock::now() + std::chrono::duration_cast<Clock::duration>(most);
+  std::ptrdiff_t free = 0;
+  while (free < underWayMax_ && room_.try_acquire_until(guard)) ++free;
+  room_.release(free);
+  return free == underWayMax_;
 }
 
 void Judge::receive(void* self, kel_message* first, kel_message* end) {

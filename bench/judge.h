@@ -49,10 +49,18 @@ class Judge {
   /// At most `underWayMax` requests are under way at a time.
   Judge(const Traffic& traffic, const FaultSchedule& faults, Journal& journal,
         std::ptrdiff_t underWayMax)
-      : traffic_(traffic), faults_(faults), journal_(journal), room_(underWayMax) {}
+      : traffic_(traffic),
+        faults_(faults),
+        journal_(journal),
+        underWayMax_(underWayMax),
+        room_(underWayMax) {}
 
   /// Before a request is delivered; waits for room.
   void expect(std::uint64_t id);
+
+  /// Waits until no request is under way; nobody may deliver meanwhile. False: that was not so
+  /// within the time.
+  bool awaitAnswers(double seconds);
 
   /// The batch function; `self` is the judge.
   static void receive(void* self, kel_message* first, kel_message* end);
@@ -78,6 +86,7 @@ class Judge {
   const Traffic& traffic_;
   const FaultSchedule& faults_;
   Journal& journal_;
+  const std::ptrdiff_t underWayMax_;
   std::counting_semaphore<> room_;
   mutable std::mutex mutex_;
   Tally tally_;                     // guarded by mutex_

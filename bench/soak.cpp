@@ -13,15 +13,15 @@
 #include <optional>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
-#include "bench/sampler.h"
+#include "bench/process_figures.h"
 #include "bench/slope.h"
 #include "bench/test_bed.h"
 #include "runtime/platform.h"
 
 namespace {
 
-using bench::Course;
 using bench::Extreme;
 using bench::Options;
 using bench::Point;
@@ -31,14 +31,97 @@ using com::orvex::Platform;
 
 constexpr std::size_t kSpans = 30;
 constexpr int kLargeBytes = 128 * 1024;
-constexpr double kWarmUpShare = 0.1;
-// Before that, what the process keeps for later still grows towards its bound.
+// A worker keeps the memory of the largest answer that it has had, up to a bound: until each has
+// had a few of the rare large ones, the process grows.
+constexpr double kWarmUpShare = 1.0 / 3;
 constexpr double kJudgedMinutesMin = 5;
+constexpr double kBurstSecondsMax = 10;
+constexpr double kRestsMin = 200;  // in a run that is too short for the longest bursts
+constexpr double kAnswerSecondsMax = 120;
+// For the worker that has given the last answer, and then frees what it was made of.
+constexpr double kSettlingSeconds = 0.05;
+
+double now() { return Platform::relativeHighResTimeFloat(); }
 
 void pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 
+double mebibytes(std::uint64_t bytes) { return static_cast<double>(bytes) / (1024.0 * 1024.0); }
+
+// What the process holds over the time, measured whenever no request is under way: how much of the
+// large bodies happens to be under way varies more than what would be a leak.
+class Courses {
+ public:
+  // `seconds` since the run's begin.
+  void note(double seconds) {
+    const ProcessFigures figures = ProcessFigures::now();
+    residentMiB_.push_back({seconds, mebibytes(figures.residentBytes)});
+    heapMiB_.push_back({seconds, mebibytes(figures.heapBytes)});
+    threads_.push_back({seconds, static_cast<double>(figures.threads)});
+    descriptors_.push_back({seconds, static_cast<double>(figures.descriptors)});
+  }
+
+  // Prints all, and judges what may not grow. True: it does not, or the run was too short to tell.
+  bool judge(const Options& options) const {
+    printFloors();
+    const double memory = slopeOf("resident, MiB", residentMiB_, Extreme::Floor);
+    slopeOf("heap, MiB", heapMiB_, Extreme::Floor);
+    const double threads = slopeOf("threads", threads_, Extreme::Ceiling);
+    const double descriptors = slopeOf("descriptors", descriptors_, Extreme::Ceiling);
+    if (options.minutes < kJudgedMinutesMin) {
+      std::printf("Too short for slopes to be judged.\n");
+      return true;
+    }
+    bool isFlat = judgeSlope("resident memory, MiB", memory, options.memorySlopeMax);
+    isFlat &= judgeSlope("threads", threads, 0);
+    isFlat &= judgeSlope("descriptors", descriptors, 0);
+    return isFlat;
+  }
+
+ private:
+  using Course = std::vector<Point>;
+
+  // The course of the memory, the warm-up included.
+  void printFloors() const {
+    const Course resident = bench::extremes(residentMiB_, kSpans, Extreme::Floor);
+    const Course heap = bench::extremes(heapMiB_, kSpans, Extreme::Floor);
+    std::printf("%8s %14s %10s\n", "minute", "resident, MiB", "heap, MiB");
+    for (std::size_t i = 0; i < resident.size(); ++i) {
+      std::printf("%8.1f %14.2f %10.2f\n", resident[i].x / 60, resident[i].y, heap[i].y);
+    }
+  }
+
+  // Prints a figure's course behind the warm-up. Result: its slope, an hour.
+  static double slopeOf(const char* name, const Course& all, Extreme extreme) {
+    const double warm = all.back().x * kWarmUpShare;
+    Course course;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(course),
+                 [warm](const Point& point) { return point.x >= warm; });
+    const Course spans = bench::extremes(course, kSpans, extreme);
+    const double slope = bench::theilSenSlope(spans) * 3600;
+    const auto [least, most] = std::minmax_element(
+        course.begin(), course.end(), [](const Point& a, const Point& b) { return a.y < b.y; });
+    std::printf(
+        "%-14s spans' %s from %8.2f to %8.2f, all from %8.2f to %8.2f, slope %+.3f an hour\n", name,
+        extreme == Extreme::Floor ? "floors" : "ceilings", spans.front().y, spans.back().y,
+        least->y, most->y, slope);
+    return slope;
+  }
+
+  static bool judgeSlope(const char* name, double slope, double most) {
+    const bool isFlat = slope <= most;
+    std::printf("%s: %+.3f an hour, at most %g: %s\n", name, slope, most,
+                isFlat ? "flat" : "GROWS");
+    return isFlat;
+  }
+
+  Course residentMiB_;
+  Course heapMiB_;
+  Course threads_;
+  Course descriptors_;
+};
+
 // What the process holds while it has no transport, compared from cycle to cycle.
-class Rest {
+class Remainder {
  public:
   // The heap may grow by what a thread keeps of freed blocks.
   static constexpr std::int64_t kHeapBytesMax = 1024 * 1024;
@@ -46,11 +129,10 @@ class Rest {
   // Called after the transports are gone. A thread that has been joined stands in the system's
   // list for a moment more.
   void note() {
-    const double guard = Platform::relativeHighResTimeFloat() + 10;
+    const double guard = now() + 10;
     do {
       last_ = ProcessFigures::now();
-    } while (first_ && last_.threads > first_->threads &&
-             Platform::relativeHighResTimeFloat() < guard);
+    } while (first_ && last_.threads > first_->threads && now() < guard);
     if (!first_) first_ = last_;
     ++cycles_;
   }
@@ -80,61 +162,37 @@ class Rest {
   int cycles_ = 0;
 };
 
-void drive(TestBed& bed, const Options& options, bench::Sampler& sampler, Rest& rest) {
-  const double end = Platform::relativeHighResTimeFloat() + options.minutes * 60;
+// Traffic for a time, to its last answer.
+void burst(TestBed& bed, const TestBed::Transports& transports, double seconds) {
+  {
+    bed.ids().setEnd(~std::uint64_t{0});
+    const bench::Delivery delivery(transports, bed.ids(), bed.traffic(), bed.judge());
+    pause(seconds);
+    bed.ids().setEnd(0);
+  }
+  if (!bed.judge().awaitAnswers(kAnswerSecondsMax)) {
+    throw std::runtime_error("requests without an answer");
+  }
+  pause(kSettlingSeconds);
+}
+
+void drive(TestBed& bed, const Options& options, Courses& courses, Remainder& remainder) {
+  const double start = now();
+  const double end = start + options.minutes * 60;
   const bool hasCycles = options.cycleSeconds > 0;
-  for (double left = options.minutes * 60; left > 0 || (hasCycles && rest.cycles() < 2);
-       left = end - Platform::relativeHighResTimeFloat()) {
+  const double burstSeconds = std::min(kBurstSecondsMax, options.minutes * 60 / kRestsMin);
+  while (now() < end || (hasCycles && remainder.cycles() < 2)) {
+    const double cycleEnd = hasCycles ? now() + options.cycleSeconds : end;
     {
       const auto transports =
           bed.createTransports(options.clients.front(), options.plain, options.tls);
-      bed.ids().setEnd(~std::uint64_t{0});
-      const bench::Delivery delivery(transports, bed.ids(), bed.traffic(), bed.judge());
-      pause(hasCycles ? options.cycleSeconds : left);
-      if (!hasCycles) sampler.stop();  // the queue's end is no part of the course
-      bed.ids().setEnd(0);
+      do {
+        burst(bed, transports, burstSeconds);
+        courses.note(now() - start);
+      } while (now() < std::min(cycleEnd, end));
     }
-    rest.note();
+    remainder.note();
   }
-}
-
-// Prints a figure's course behind the warm-up. Result: its slope, an hour.
-double printCourse(const char* name, const Course& all, Extreme extreme) {
-  const double warm = all.back().x * kWarmUpShare;
-  Course course;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(course),
-               [warm](const Point& point) { return point.x >= warm; });
-  const Course spans = bench::extremes(course, kSpans, extreme);
-  const double slope = bench::theilSenSlope(spans) * 3600;
-  const auto [least, most] = std::minmax_element(
-      course.begin(), course.end(), [](const Point& a, const Point& b) { return a.y < b.y; });
-  std::printf(
-      "%-14s start %8.2f, spans' %s from %8.2f to %8.2f, all from %8.2f to %8.2f, "
-      "slope %+.3f an hour\n",
-      name, all.front().y, extreme == Extreme::Floor ? "floors" : "ceilings", spans.front().y,
-      spans.back().y, least->y, most->y, slope);
-  return slope;
-}
-
-bool judgeSlope(const char* name, double slope, double most) {
-  const bool isFlat = slope <= most;
-  std::printf("%s: %+.3f an hour, at most %g: %s\n", name, slope, most, isFlat ? "flat" : "GROWS");
-  return isFlat;
-}
-
-bool judgeCourses(const bench::Sampler::Courses& courses, const Options& options) {
-  const double memory = printCourse("resident, MiB", courses.residentMiB, Extreme::Floor);
-  printCourse("heap, MiB", courses.heapMiB, Extreme::Floor);
-  const double threads = printCourse("threads", courses.threads, Extreme::Ceiling);
-  const double descriptors = printCourse("descriptors", courses.descriptors, Extreme::Ceiling);
-  if (options.minutes < kJudgedMinutesMin) {
-    std::printf("Too short for slopes to be judged.\n");
-    return true;
-  }
-  bool isFlat = judgeSlope("resident memory, MiB", memory, options.memorySlopeMax);
-  isFlat &= judgeSlope("threads", threads, 0);
-  isFlat &= judgeSlope("descriptors", descriptors, 0);
-  return isFlat;
 }
 
 bool soak(const Options& options) {
@@ -142,18 +200,17 @@ bool soak(const Options& options) {
   // more and more of them, in pieces that it may use again or not: that would be measured.
   ::mallopt(M_MMAP_THRESHOLD, kLargeBytes);
   TestBed bed(options);
-  bench::Sampler sampler(options.minutes * 60);
-  Rest rest;
-  drive(bed, options, sampler, rest);
-  sampler.stop();
+  Courses courses;
+  Remainder remainder;
+  drive(bed, options, courses, remainder);
   bool isGood = bed.finish();
   const bench::Tally tally = bed.tally();
   std::printf("%" PRIu64 " requests, %.0f a second: %" PRIu64 " answered 200, %" PRIu64
               " 413 or 503, %" PRIu64 " failed, %" PRIu64 " sent again\n",
               tally.answered, static_cast<double>(tally.answered) / (options.minutes * 60),
               tally.delivered, tally.refused, tally.failed, tally.seenAgain);
-  isGood &= judgeCourses(sampler.courses(), options);
-  isGood &= rest.judge();
+  isGood &= courses.judge(options);
+  if (remainder.cycles() > 1) isGood &= remainder.judge();
   std::printf(isGood ? "Nothing grows.\n" : "Not as it should be.\n");
   return isGood;
 }

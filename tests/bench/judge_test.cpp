@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/checksum.h"
@@ -168,6 +169,17 @@ TEST_F(JudgeTest, KeepsTheFirstCasesOnly) {
   EXPECT_EQ(judge_.tally().logged, Judge::kCasesMax + 5);
   EXPECT_EQ(judge_.cases().size(), Judge::kCasesMax);
   EXPECT_EQ(judge_.cases().front(), "category line");
+}
+
+TEST_F(JudgeTest, AwaitsTheLastAnswer) {
+  EXPECT_TRUE(judge_.awaitAnswers(0));
+  deliver(kId);
+  EXPECT_FALSE(judge_.awaitAnswers(0));
+  std::thread receiving([this] { receive(answer(kId, kId, traffic_.responseBody(kId))); });
+  EXPECT_TRUE(judge_.awaitAnswers(60));
+  receiving.join();
+  EXPECT_EQ(judge_.tally().answered, 1u);
+  for (std::uint64_t id = 1; id <= 10; ++id) deliver(id);  // all the room is free again
 }
 
 }  // namespace
