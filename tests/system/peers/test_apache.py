@@ -3,13 +3,12 @@
 import pytest
 
 import connection_cases
-import exchange_cases
-import header_cases
 import payload_cases
 from apache import Apache
 from content import content
 from messages import request
 from web_site import stored_body
+from web_site_cases import *  # noqa: F403
 
 PEERS = (Apache,)
 
@@ -18,50 +17,6 @@ PEERS = (Apache,)
 def site():
     with Apache() as server:
         yield server
-
-
-class TestMethods(exchange_cases.MethodCases):
-    pass
-
-
-class TestBodies(exchange_cases.BodyCases):
-    pass
-
-
-class TestSmallChunks(exchange_cases.SmallChunkCases):
-    pass
-
-
-class TestChunks(exchange_cases.ChunkCases):
-    pass
-
-
-class TestCodings(exchange_cases.CodingCases):
-    pass
-
-
-class TestCookies(exchange_cases.CookieCases):
-    pass
-
-
-class TestRedirects(exchange_cases.RedirectCases):
-    pass
-
-
-class TestAuthentication(exchange_cases.AuthenticationCases):
-    pass
-
-
-class TestHeaders(header_cases.HeaderCases):
-    pass
-
-
-class TestCharsets(header_cases.CharsetCases):
-    pass
-
-
-class TestUploads(payload_cases.UploadCases):
-    pass
 
 
 class TestPackedBodies(payload_cases.PackedBodyCases):

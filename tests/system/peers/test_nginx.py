@@ -3,12 +3,10 @@
 import pytest
 
 import connection_cases
-import exchange_cases
-import header_cases
-import payload_cases
 import waiting
 from messages import request
 from nginx import Nginx
+from web_site_cases import *  # noqa: F403
 
 PEERS = (Nginx,)
 
@@ -17,54 +15,6 @@ PEERS = (Nginx,)
 def site():
     with Nginx() as server:
         yield server
-
-
-class TestMethods(exchange_cases.MethodCases):
-    pass
-
-
-class TestBodies(exchange_cases.BodyCases):
-    pass
-
-
-class TestSmallChunks(exchange_cases.SmallChunkCases):
-    pass
-
-
-class TestChunks(exchange_cases.ChunkCases):
-    pass
-
-
-class TestCodings(exchange_cases.CodingCases):
-    pass
-
-
-class TestCookies(exchange_cases.CookieCases):
-    pass
-
-
-class TestRedirects(exchange_cases.RedirectCases):
-    pass
-
-
-class TestAuthentication(exchange_cases.AuthenticationCases):
-    pass
-
-
-class TestHeaders(header_cases.HeaderCases):
-    pass
-
-
-class TestCharsets(header_cases.CharsetCases):
-    pass
-
-
-class TestUploads(payload_cases.UploadCases):
-    pass
-
-
-class TestPackedBodies(payload_cases.PackedBodyCases):
-    pass
 
 
 class TestConnections(connection_cases.ConnectionCases):
