@@ -47,12 +47,14 @@ void pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<d
 
 double mebibytes(std::uint64_t bytes) { return static_cast<double>(bytes) / (1024.0 * 1024.0); }
 
-// What the process holds over the time, measured whenever no request is under way: how much of the
-// large bodies happens to be under way varies more than what would be a leak.
+// What the process holds over the time, measured whenever no request is under way, without what the
+// allocator keeps of freed memory: what large bodies happen to be under way, and in which pieces the
+// allocator has them, varies more than what would be a leak.
 class Courses {
  public:
   // `seconds` since the run's begin.
   void note(double seconds) {
+    ::malloc_trim(0);
     const ProcessFigures figures = ProcessFigures::now();
     residentMiB_.push_back({seconds, mebibytes(figures.residentBytes)});
     heapMiB_.push_back({seconds, mebibytes(figures.heapBytes)});
