@@ -10,7 +10,7 @@ namespace chainhost {
 namespace {
 
 // Room that is kept from batch to batch; a rare giant gives its memory back.
-constexpr std::size_t kKeptBytesMax = 1 << 20;
+constexpr std::size_t kKeptLinesBytesMax = 1 << 20;
 
 }  // namespace
 
@@ -33,7 +33,7 @@ void HostElement::writeResponses(const kel_message* first, const kel_message* en
   }
   output_.append(lines_);
   lastResponseNanos_ = com::orvex::Platform::monotonicNanos();
-  if (lines_.capacity() > kKeptBytesMax) {
+  if (lines_.capacity() > kKeptLinesBytesMax) {
     lines_ = std::string();
   }
 }

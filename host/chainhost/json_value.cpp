@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "chainhost/base64.h"
+#include "chainhost/quotes.h"
 #include "runtime/decimal64.h"
 
 namespace chainhost {
@@ -17,13 +18,6 @@ constexpr std::string_view kBase64Name = "$base64";
 
 [[noreturn]] void refuse(const JsonPlace& place, const std::string& reason) {
   throw JsonError(place.path() + ": " + reason);
-}
-
-std::string inQuotes(std::string_view text) {
-  std::string out = "\"";
-  out += text;
-  out += '"';
-  return out;
 }
 
 // The parser's reasons in words for whoever wrote the document.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "chainhost/json_value.h"
+#include "chainhost/quotes.h"
 
 namespace chainhost {
 
@@ -22,8 +23,6 @@ constexpr std::string_view kCoreTagPrefix = "tag:yaml.org,2002:";
 [[noreturn]] void refuse(const YAML::Node& node, const std::string& reason) {
   throw YamlError("line " + std::to_string(node.Mark().line + 1) + ": " + reason);
 }
-
-std::string inQuotes(std::string_view text) { return '"' + std::string(text) + '"'; }
 
 bool isOneOf(std::string_view text, std::initializer_list<std::string_view> words) {
   for (const std::string_view word : words) {

@@ -21,13 +21,13 @@ constexpr char kOpened[] = "HTTP/1.1 200 Connection established\r\n\r\n";
 // How far things get.
 enum class Stage { Accepted, AskedForTunnel, HalfAnswered, Opened, Greeted, HalfFlight, Flight };
 
-struct Loss {
+struct HandshakeLoss {
   std::string name;
   Stage stage;
   Then then;
   Outcome outcome;
 
-  friend void PrintTo(const Loss& loss, std::ostream* out) { *out << loss.name; }
+  friend void PrintTo(const HandshakeLoss& loss, std::ostream* out) { *out << loss.name; }
 };
 
 // What a TLS server answers to a client's first bytes.
@@ -71,7 +71,7 @@ void endIn(Connection& connection, Then then) {
 }
 
 class HandshakeLossTest : public FaultFixture,
-                          public testing::WithParamInterface<std::tuple<Loss, Wire>> {
+                          public testing::WithParamInterface<std::tuple<HandshakeLoss, Wire>> {
  public:
   static std::string nameOf(const testing::TestParamInfo<ParamType>& info) {
     const auto& [loss, wire] = info.param;
@@ -100,16 +100,16 @@ TEST_P(HandshakeLossTest, FailsAfterOneRetry) {
   end();
 }
 
-const std::vector<Loss> kTlsLosses = {
+const std::vector<HandshakeLoss> kTlsLosses = {
     {"ClosedWhenGreeted", Stage::Greeted, Then::Close, failedTwice(kIo, kSsl, kCutTls)},
     {"ResetWhenGreeted", Stage::Greeted, Then::Reset, failedTwice(kIo, kReset)},
     {"ClosedInTheFlight", Stage::HalfFlight, Then::Close, failedTwice(kIo, kSsl, kCutTls)},
     {"ResetInTheFlight", Stage::HalfFlight, Then::Reset, failedTwice(kIo, kReset)},
     {"ClosedBehindTheFlight", Stage::Flight, Then::Close, failedTwice(kIo, kSsl, kCutTls)},
 };
-const Loss kClosedWhenAccepted = {"ClosedWhenAccepted", Stage::Accepted, Then::Close,
-                                  failedTwice(kIo, kSsl, kCutTls)};
-const std::vector<Loss> kTunnelLosses = {
+const HandshakeLoss kClosedWhenAccepted = {"ClosedWhenAccepted", Stage::Accepted, Then::Close,
+                                           failedTwice(kIo, kSsl, kCutTls)};
+const std::vector<HandshakeLoss> kTunnelLosses = {
     {"ClosedWhenAccepted", Stage::Accepted, Then::Close, failedTwice(kNoMessage, kNothingCame)},
     {"ClosedWhenAskedForTheTunnel", Stage::AskedForTunnel, Then::Close,
      failedTwice(kNoMessage, kNothingCame)},

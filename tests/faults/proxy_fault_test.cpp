@@ -46,7 +46,7 @@ class ProxyTunnelTest : public FaultFixture, public testing::WithParamInterface<
   static std::string nameOf(const testing::TestParamInfo<Refusal>& info) { return info.param.name; }
 };
 
-Refusal refused(const std::string& name, const std::string& status, const std::string& fields,
+Refusal refusal(const std::string& name, const std::string& status, const std::string& fields,
                 Then then = Then::Close) {
   const std::string reason = status.substr(4);
   return {name, "HTTP/1.1 " + status + "\r\n" + fields + "\r\n",
@@ -62,14 +62,14 @@ Refusal overdone(const std::string& name, const std::string& rest) {
 constexpr char kProxyFaultFalseAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfalse";
 
 const std::vector<Refusal> kRefusals = {
-    refused("AuthenticationRequired", "407 Proxy Authentication Required", "Content-Length: 0\r\n"),
-    refused("AuthenticationRequiredInWords", "407 Proxy Authentication Required",
+    refusal("AuthenticationRequired", "407 Proxy Authentication Required", "Content-Length: 0\r\n"),
+    refusal("AuthenticationRequiredInWords", "407 Proxy Authentication Required",
             std::string("Content-Length: 43\r\n\r\n") + kProxyFaultFalseAnswer),
-    refused("AuthenticationRequiredAndNoEnd", "407 Proxy Authentication Required",
+    refusal("AuthenticationRequiredAndNoEnd", "407 Proxy Authentication Required",
             "Content-Length: 0\r\n", Then::Stall),
-    refused("BadGateway", "502 Bad Gateway", "Content-Length: 4\r\n\r\ndown"),
-    refused("BadGatewayAndReset", "502 Bad Gateway", "Content-Length: 0\r\n", Then::Reset),
-    refused("Redirect", "302 Found", "Location: http://elsewhere/\r\nContent-Length: 0\r\n"),
+    refusal("BadGateway", "502 Bad Gateway", "Content-Length: 4\r\n\r\ndown"),
+    refusal("BadGatewayAndReset", "502 Bad Gateway", "Content-Length: 0\r\n", Then::Reset),
+    refusal("Redirect", "302 Found", "Location: http://elsewhere/\r\nContent-Length: 0\r\n"),
     {"Garbage", "garbage\r\n\r\n", failedTwice(kIo, "Malformed message", "Invalid status line")},
     {"NoAnswer", "", failedTwice(kNoMessage, kNothingCame)},
     {"Reset", "", failedTwice(kIo, kReset), Then::Reset},

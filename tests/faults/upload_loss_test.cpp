@@ -11,14 +11,14 @@ using test_support::ScriptedServer;
 // More than the system buffers between the two.
 constexpr std::size_t kLarge = 16 * 1024 * 1024;
 
-struct Loss {
+struct UploadLoss {
   std::string name;
   std::size_t taken;  // bytes of the body that the server takes at least
   Then then;
   bool drains;  // whether it takes the rest after its own end
   Outcome outcome;
 
-  friend void PrintTo(const Loss& loss, std::ostream* out) { *out << loss.name; }
+  friend void PrintTo(const UploadLoss& loss, std::ostream* out) { *out << loss.name; }
 };
 
 void takeBody(Connection& connection, std::size_t bytesMin) {
@@ -31,7 +31,7 @@ void takeBody(Connection& connection, std::size_t bytesMin) {
 }
 
 class UploadLossTest : public FaultFixture,
-                       public testing::WithParamInterface<std::tuple<Loss, Wire>> {
+                       public testing::WithParamInterface<std::tuple<UploadLoss, Wire>> {
  public:
   static std::string nameOf(const testing::TestParamInfo<ParamType>& info) {
     const auto& [loss, wire] = info.param;
@@ -71,7 +71,7 @@ TEST_P(UploadLossTest, FailsAfterOneRetry) {
 const Outcome kUploadLossBroken = failedTwice(kIo, "I/O error", "Broken pipe");
 const Outcome kWasReset = failedTwice(kIo, kReset);
 
-const std::vector<Loss> kLosses = {
+const std::vector<UploadLoss> kLosses = {
     {"ResetBehindTheHead", 0, Then::Reset, false, kWasReset},
     {"ClosedBehindTheHead", 0, Then::Close, false, kUploadLossBroken},
     {"ResetInTheBody", 1024 * 1024, Then::Reset, false, kWasReset},

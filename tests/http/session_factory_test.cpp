@@ -27,7 +27,7 @@ using test_support::ScriptedServer;
 using test_support::TempDir;
 using test_support::TlsIdentity;
 
-constexpr char kAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr char kOkAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
 // What other code in the host's process may have set up for itself.
 class AcceptingHandler final : public Poco::Net::InvalidCertificateHandler {
@@ -49,7 +49,7 @@ class SessionFactoryTest : public ExchangeFixture {
 
   /// The status of one request to a TLS server that shows the identity, and trusts `authority_`.
   std::int64_t statusFrom(const TlsIdentity& identity) {
-    ScriptedServer server(identity, ScriptedServer::answeringAll(kAnswer));
+    ScriptedServer server(identity, ScriptedServer::answeringAll(kOkAnswer));
     settings_.tls = true;
     connectTo(server.port());
     Message& answer = perform(RequestMessage("GET", "/", ""));
@@ -148,7 +148,7 @@ TEST_F(SessionFactoryTest, TrustsThePlatformsAuthoritiesWithAndWithoutAFile) {
   SessionFactory withFile(settings_);
   host_.setLogLevel(4);
   connectivity10_15_0::Logger log("category");
-  ScriptedServer server(identity, ScriptedServer::answeringAll(kAnswer));
+  ScriptedServer server(identity, ScriptedServer::answeringAll(kOkAnswer));
   const auto session = withFile.create("127.0.0.1", server.port(), ThreadLogger(log, 0));
   Poco::Net::HTTPRequest request("GET", "/", "HTTP/1.1");
   session->sendRequest(request);
@@ -283,7 +283,7 @@ TEST_F(SessionFactoryTest, IgnoresTheProcessWideProxy) {
   global.host = "127.0.0.1";
   global.port = 1;
   Poco::Net::HTTPClientSession::setGlobalProxyConfig(global);
-  ScriptedServer server(ScriptedServer::answeringAll(kAnswer));
+  ScriptedServer server(ScriptedServer::answeringAll(kOkAnswer));
   connectTo(server.port());
 
   EXPECT_EQ(status(perform(RequestMessage("GET", "/", ""))), 200);
@@ -292,7 +292,7 @@ TEST_F(SessionFactoryTest, IgnoresTheProcessWideProxy) {
 }
 
 TEST_F(SessionFactoryTest, AsksAProxyForTheWholeUri) {
-  ScriptedServer proxy(ScriptedServer::answeringAll(kAnswer));
+  ScriptedServer proxy(ScriptedServer::answeringAll(kOkAnswer));
   settings_.proxyHost = "127.0.0.1";
   settings_.proxyPort = proxy.port();
   settings_.host = "server.invalid";
@@ -307,7 +307,7 @@ TEST_F(SessionFactoryTest, AsksAProxyForTheWholeUri) {
 }
 
 TEST_F(SessionFactoryTest, ShowsTheProxyItsCredentials) {
-  ScriptedServer proxy(ScriptedServer::answeringAll(kAnswer));
+  ScriptedServer proxy(ScriptedServer::answeringAll(kOkAnswer));
   settings_.proxyHost = "127.0.0.1";
   settings_.proxyPort = proxy.port();
   settings_.proxyAuthenticationType = "http_basic";
@@ -322,7 +322,7 @@ TEST_F(SessionFactoryTest, ShowsTheProxyItsCredentials) {
 }
 
 TEST_F(SessionFactoryTest, ShowsTheProxyNothingWhenNotToldTo) {
-  ScriptedServer proxy(ScriptedServer::answeringAll(kAnswer));
+  ScriptedServer proxy(ScriptedServer::answeringAll(kOkAnswer));
   settings_.proxyHost = "127.0.0.1";
   settings_.proxyPort = proxy.port();
   settings_.proxyAuthenticationType = "none";
@@ -343,7 +343,7 @@ TEST_F(SessionFactoryTest, TunnelsTlsThroughAProxy) {
     if (!connect || connect->method != "CONNECT") return;
     connection.send("HTTP/1.1 200 Connection established\r\n\r\n");
     if (!connection.startTls(identity)) return;
-    while (connection.readRequest()) connection.send(kAnswer);
+    while (connection.readRequest()) connection.send(kOkAnswer);
   });
   settings_.proxyHost = "127.0.0.1";
   settings_.proxyPort = proxy.port();

@@ -8,6 +8,7 @@
 #include "model/get.h"
 #include "model/host_calls.h"
 #include "model/host_made.h"
+#include "model/iterator_texts.h"
 #include "model/map.h"
 #include "model/scoped_environment.h"
 #include "model/text.h"
@@ -17,10 +18,6 @@ namespace com::corvane::connectivity10_15_0 {
 namespace {
 
 using namespace test_support;
-
-constexpr char kMapModified[] = "Iterator invalidated by modifying map";
-constexpr char kListModified[] = "Iterator invalidated by modifying list";
-constexpr char kSkipChecks[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
 
 class ChangingContainerTest : public testing::Test {
  protected:
@@ -101,7 +98,7 @@ TEST_F(ChangingContainerTest, GoesOnWithTheChecksSwitchedOff) {
   const std::uint64_t listHash = list_.hash();
   const std::uint64_t mapHash = map_.hash();
   const std::string mapText = valueText(map_);
-  const ScopedEnvironment skip(kSkipChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
   calls_.whenHashing([this] {
     changeList();
     changeMap();

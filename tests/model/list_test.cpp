@@ -9,6 +9,7 @@
 #include "model/get.h"
 #include "model/host_calls.h"
 #include "model/host_made.h"
+#include "model/iterator_texts.h"
 #include "model/scoped_environment.h"
 #include "model/thrown_text.h"
 
@@ -16,9 +17,6 @@ namespace com::corvane::connectivity10_15_0 {
 namespace {
 
 using namespace test_support;
-
-constexpr char kListModified[] = "Iterator invalidated by modifying list";
-constexpr char kSkipListChecks[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
 
 TEST(ListTest, ReadsTheHostsElementsInOrder) {
   const data_t value = listOf(1, "a", true);
@@ -128,7 +126,7 @@ TEST_F(ListIterationTest, DoesNotNoticeAnElementReplacedInPlace) {
 }
 
 TEST_F(ListIterationTest, GoesOnWithTheChecksSwitchedOff) {
-  const ScopedEnvironment skip(kSkipListChecks, "");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "");
   std::vector<std::int64_t> elements;
 
   for (const data_t& element : list_) {
@@ -144,7 +142,7 @@ TEST_F(ListIterationTest, LooksTheVariableUpAtEachFailure) {
   block()->count = 2;
 
   {
-    const ScopedEnvironment skip(kSkipListChecks, "1");
+    const ScopedEnvironment skip(kSkipIteratorChecks, "1");
     EXPECT_NO_THROW((void)*position);
   }
 
@@ -154,7 +152,7 @@ TEST_F(ListIterationTest, LooksTheVariableUpAtEachFailure) {
 TEST_F(ListIterationTest, OutlivesTheLossOfTheBlockWithTheChecksSwitchedOff) {
   list_t list = list_.copy();
   const auto position = list.begin();
-  const ScopedEnvironment skip(kSkipListChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
 
   list = list_t();
 

@@ -6,6 +6,7 @@
 
 #include "model/get.h"
 #include "model/host_made.h"
+#include "model/iterator_texts.h"
 #include "model/map.h"
 #include "model/scoped_environment.h"
 #include "model/thrown_text.h"
@@ -16,9 +17,7 @@ namespace {
 using namespace test_support;
 using Sequence = std::vector<std::int64_t>;
 
-constexpr char kMapModified[] = "Iterator invalidated by modifying map";
 constexpr char kDifferent[] = "Invalid comparison of iterators into different maps";
-constexpr char kSkipMapChecks[] = "OV_SKIP_DATA_T_ITERATOR_CHECKS";
 
 Sequence keysOf(const map_t& map) {
   Sequence keys;
@@ -203,7 +202,7 @@ TEST(MapIterationTest, StaysAtTheEndWhenAdvancedThere) {
 
 TEST(MapIterationTest, GoesOnAfterAnInsertionWithTheChecksSwitchedOff) {
   map_t map = mapOf(0, 10, 2, 20);
-  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
   Sequence keys;
 
   for (auto& entry : map) {
@@ -220,7 +219,7 @@ TEST(MapIterationTest, GoesOnWhateverTheVariableIsSetTo) {
   map.insert(2, 20);
 
   for (const char* const value : {"", "0", "false"}) {
-    const ScopedEnvironment skip(kSkipMapChecks, value);
+    const ScopedEnvironment skip(kSkipIteratorChecks, value);
     EXPECT_EQ(get<std::int64_t>(position.value()), 10) << "'" << value << "'";
   }
 }
@@ -231,19 +230,19 @@ TEST(MapIterationTest, LooksTheVariableUpAtEachFailure) {
   map.insert(2, 20);
 
   {
-    const ScopedEnvironment skip(kSkipMapChecks, "1");
+    const ScopedEnvironment skip(kSkipIteratorChecks, "1");
     EXPECT_NO_THROW(position.key());
   }
   EXPECT_EQ(thrownText([&] { position.key(); }), kMapModified);
   {
-    const ScopedEnvironment skip(kSkipMapChecks, "1");
+    const ScopedEnvironment skip(kSkipIteratorChecks, "1");
     EXPECT_NO_THROW(position.key());
   }
 }
 
 TEST(MapIterationTest, EndsWithTheChecksSwitchedOffThoughTheMapGrowsUnderTheLoop) {
   map_t map = mapOf(0, 10, 2, 20);
-  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
   int visits = 0;
 
   for (auto& entry : map) {
@@ -259,7 +258,7 @@ TEST(MapIterationTest, EndsWithTheChecksSwitchedOffThoughTheMapGrowsUnderTheLoop
 
 TEST(MapIterationTest, EndsAtAFreshEndToo) {
   map_t map = mapOf(0, 10, 2, 20);
-  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
   int visits = 0;
 
   for (auto position = map.begin(); position != map.end(); ++position) {
@@ -279,7 +278,7 @@ TEST(MapIterationTest, NeverLeavesTheSlotsWithTheChecksSwitchedOff) {
     return position;
   }();
   auto advanced = last;
-  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
 
   map = mapOf(1, 10);
   ++advanced;
@@ -293,7 +292,7 @@ TEST(MapIterationTest, NeverLeavesTheSlotsWithTheChecksSwitchedOff) {
 TEST(MapIterationTest, OutlivesTheLossOfTheBlockWithTheChecksSwitchedOff) {
   map_t map = mapOf(1, 10);
   auto position = map.begin();
-  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
 
   map = map_t();
 
@@ -305,7 +304,7 @@ TEST(MapIterationTest, OutlivesTheLossOfTheBlockWithTheChecksSwitchedOff) {
 TEST(MapIterationTest, ComparesPositionsOfDifferentMapsWithTheChecksSwitchedOff) {
   map_t left = mapOf(0, 10);
   map_t right = mapOf(0, 10);
-  const ScopedEnvironment skip(kSkipMapChecks, "1");
+  const ScopedEnvironment skip(kSkipIteratorChecks, "1");
 
   EXPECT_TRUE(left.begin() == right.begin());
   EXPECT_FALSE(left.begin() == right.end());

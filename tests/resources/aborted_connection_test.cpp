@@ -15,13 +15,11 @@ namespace {
 using testing::Contains;
 using testing::EndsWith;
 
-constexpr std::int32_t kDebug = 5;
-
 TEST(AbortedConnectionTest, IsTriedAgainAndNamedInTheLog) {
   const Shop shop;
   const Errand wanted = errand("Post");
   PluginRun run;
-  run.host().setLogLevel(kDebug);
+  run.host().setLogLevel(kDebugLevel);
   shop.configure(run);
   run.begin();
   test_support::failCall(test_support::Call::Read, 1, ECONNABORTED);
@@ -31,7 +29,7 @@ TEST(AbortedConnectionTest, IsTriedAgainAndNamedInTheLog) {
   EXPECT_TRUE(test_support::endFailure());
   EXPECT_EQ(reply.status, 200) << reply.reason;
   EXPECT_EQ(reply.payload, wanted.payload);
-  EXPECT_THAT(run.host().textsAt(kDebug),
+  EXPECT_THAT(run.host().textsAt(kDebugLevel),
               Contains(EndsWith("Caught a Poco::Net::ConnectionAbortedException processing a "
                                 "request, will retry once: Software caused connection abort ()")));
 }

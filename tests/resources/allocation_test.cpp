@@ -31,8 +31,6 @@ const std::vector<std::string> kMemoryTexts = {"std::bad_alloc", "Failed to allo
                                                "malloc failure", "SSL object",
                                                "BIO object",     "Could not convert argument"};
 
-constexpr std::int64_t kDebugLevel = 5;
-
 std::string nameOf(Shortage shortage) { return shortage == Shortage::Once ? "Once" : "Lasting"; }
 
 class RequestShortageTest : public testing::TestWithParam<std::tuple<bool, Errand, Shortage>> {

@@ -19,6 +19,8 @@
 
 namespace com::corvane::connectivity::plugins {
 
+inline constexpr std::int32_t kDebugLevel = 5;  // of the log
+
 struct Reply {
   std::int64_t id = -1;  // -1: empty
   std::int64_t status = 0;

@@ -19,8 +19,6 @@ using test_support::endFailure;
 using test_support::failCall;
 using test_support::limitTransfers;
 
-constexpr std::int64_t kDebug = 5;
-
 struct Failing {
   Call call;
   std::vector<int> errors;
@@ -54,7 +52,7 @@ TEST_P(SystemCallTest, FailureIsAnsweredAndTheNextRequestSucceeds) {
   const Shop shop(isTls);
   const Errand wanted = errand("Post");
   PluginRun run;
-  run.host().setLogLevel(kDebug);
+  run.host().setLogLevel(kDebugLevel);
   shop.configure(run);
   // Over TLS the certificate is for the address.
   if (!isTls) run.configure("host", data_t(test_support::kKnownHost));

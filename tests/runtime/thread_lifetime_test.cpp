@@ -114,9 +114,9 @@ TEST(ThreadLifetimeTest, ARefusedStartKeepsNoReference) {
 }
 
 // Notes the labels of the references that are taken and given back.
-class Labelled : public Thread {
+class LabelledThread : public Thread {
  public:
-  explicit Labelled(std::vector<std::string>& calls) : Thread("labelled"), calls_(calls) {}
+  explicit LabelledThread(std::vector<std::string>& calls) : Thread("labelled"), calls_(calls) {}
   void addRef(const char* label) override {
     note(std::string("add ") + label);
     Thread::addRef(label);
@@ -138,7 +138,7 @@ class Labelled : public Thread {
 
 TEST(ThreadLifetimeTest, TheRuntimesReferenceIsLabelled) {
   std::vector<std::string> calls;
-  auto* const thread = new Labelled(calls);
+  auto* const thread = new LabelledThread(calls);
   thread->addRef("test");
 
   thread->start();
