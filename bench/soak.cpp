@@ -48,8 +48,8 @@ void pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<d
 double mebibytes(std::uint64_t bytes) { return static_cast<double>(bytes) / (1024.0 * 1024.0); }
 
 // What the process holds over the time, measured whenever no request is under way, without what
-// the allocator keeps of freed memory: what large bodies happen to be under way, and in which pieces
-// the allocator has them, varies more than what would be a leak.
+// the allocator keeps of freed memory: what large bodies happen to be under way, and in which
+// pieces the allocator has them, varies more than what would be a leak.
 class Courses {
  public:
   // `seconds` since the run's begin.
