@@ -12,7 +12,10 @@ from web_site import stored_body
 SIZES = ["0", "4k", "1m", pytest.param("64m", marks=pytest.mark.long)]
 
 # What the server sees of the proxy.
-_SEEN = "log_format seen '$http_proxy_authorization\\t$http_via'; access_log seen.log seen;"
+_SEEN = """
+  log_format seen '$http_proxy_authorization\\t$http_via\\t$request';
+  access_log seen.log seen;
+"""
 _TUNNEL_REFUSED = "HTTP Exception: Cannot establish proxy connection"
 
 
@@ -24,7 +27,8 @@ class Way:
         self.settings = settings
 
     def seen(self):
-        """Of each request the login at the proxy, and what has passed it on; "-" for nothing."""
+        """Of each request the login at the proxy, and what has passed it on, "-" for nothing; and
+        its first line."""
         return [line.split("\t") for line in self.server.log_lines("seen.log")]
 
 
@@ -83,10 +87,15 @@ class _BothWaysCases:
 
         assert [one.body for one in responses] == [content(size) for size in ("1m", "4k", "1")]
 
-    def test_redirect_is_followed_through_the_proxy(self, way, proxy, chainhost):
-        (response,) = self.run(chainhost, way, proxy.settings(), request("/redirect/307"))
+    # Its new session has to find the proxy, and to log in there.
+    def test_redirect_is_followed_through_the_proxy(self, way, chainhost):
+        with self.PROXY(login=True) as proxy:
+            settings = proxy.settings_with_login()
+            (response,) = self.run(chainhost, way, settings, request("/redirect/307"))
+            passages = proxy.finished_passages(2)
 
         assert (response.status, response.body) == (200, b"taken")
+        assert len(passages) == 2
 
     def test_answer_of_the_server_is_told_from_the_proxys(self, way, proxy, chainhost):
         (refused, away) = self.run(
@@ -238,10 +247,10 @@ class TunnelCases(_BothWaysCases):
         assert all(response.body == content("4k") for response in responses)
         assert [(one.method, one.target) for one in passages] == [("CONNECT", way.server.address)]
 
-    def test_server_sees_no_login_and_no_proxy(self, way, proxy, chainhost):
-        self.run(chainhost, way, proxy.settings(), request("/files/1"))
+    def test_server_sees_no_login_and_no_proxy(self, way, guarded, chainhost):
+        self.run(chainhost, way, guarded.settings_with_login(), request("/files/1"))
 
-        assert way.seen()[-1] == ["-", "-"]
+        assert way.seen()[-1] == ["-", "-", "GET /files/1 HTTP/1.1"]
 
     @pytest.mark.parametrize("login", ["none", "wrong"])
     def test_refused_login_is_a_failure_that_says_so(self, way, guarded, chainhost, login):
