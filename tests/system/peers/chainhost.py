@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import os
 import queue
 import subprocess
 import threading
@@ -9,6 +10,10 @@ from pathlib import Path
 
 from messages import parse_response
 from waiting import GUARD_SECS
+
+# Loading the platform's authorities takes longer than all else in a run. Only runs that are about
+# them do it; to the others the platform knows none.
+NO_AUTHORITIES = {"SSL_CERT_FILE": os.devnull, "SSL_CERT_DIR": os.devnull}
 
 _END = None
 
@@ -21,14 +26,15 @@ class Chainhost:
         self._folder = Path(folder)
         self._runs = 0
 
-    def session(self, port, log_level="DEBUG", **config):
-        """A run that takes messages one after the other. The rest is the transport's own
-        configuration."""
+    def session(self, port, log_level="DEBUG", environment=NO_AUTHORITIES, **config):
+        """A run that takes messages one after the other, with these environment variables as well.
+        The rest is the transport's own configuration."""
         self._runs += 1
         file = self._folder / f"chainhost-{self._runs}.json"
         own = {"host": "127.0.0.1", "port": port, **config}
         file.write_text(json.dumps({"logLevel": log_level, "config": own}), encoding="utf-8")
-        return Session([self._program, "run", "--config", str(file)], file.with_suffix(".log"))
+        command = [self._program, "run", "--config", str(file)]
+        return Session(command, environment, file.with_suffix(".log"))
 
     def run(self, port, *messages, **config):
         """The responses to these messages, in their order."""
@@ -47,12 +53,16 @@ class Session:
     """One run of the program. Leaving it ends the input, and checks that the program ends well and
     has nothing more to say."""
 
-    def __init__(self, command, log_file):
+    def __init__(self, command, environment, log_file):
         self.log_file = log_file
         self._lines = queue.Queue()
         with open(log_file, "wb") as log:
             self._process = subprocess.Popen(
-                command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=log
+                command,
+                env={**os.environ, **environment},
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=log,
             )
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()

@@ -3,6 +3,7 @@
 import pytest
 
 import certificates
+import waiting
 from content import content
 from messages import request
 from nginx import Nginx
@@ -12,7 +13,10 @@ from web_site import stored_body
 SIZES = ["0", "4k", "1m", pytest.param("64m", marks=pytest.mark.long)]
 
 # What the server sees of the proxy.
-_SEEN = "log_format seen '$http_proxy_authorization\\t$http_via'; access_log seen.log seen;"
+_SEEN = """
+  log_format seen '$http_proxy_authorization\\t$http_authorization\\t$http_via\\t$request';
+  access_log seen.log seen;
+"""
 _TUNNEL_REFUSED = "HTTP Exception: Cannot establish proxy connection"
 
 
@@ -23,9 +27,15 @@ class Way:
         self.server = server
         self.settings = settings
 
-    def seen(self):
-        """Of each request the login at the proxy, and what has passed it on; "-" for nothing."""
-        return [line.split("\t") for line in self.server.log_lines("seen.log")]
+    def seen(self, path):
+        """Of each request for the path that has been logged: the logins at the proxy and at the
+        server, what has passed it on, "-" for nothing; and its first line."""
+        lines = self.server.log_lines("seen.log")
+        return [line.split("\t") for line in lines if f"{path} " in line]
+
+    # The server logs a request behind its answer.
+    def first_seen(self, path):
+        return waiting.until(f"the server logs {path}", lambda: self.seen(path))[0]
 
 
 def plain_way():
@@ -83,10 +93,15 @@ class _BothWaysCases:
 
         assert [one.body for one in responses] == [content(size) for size in ("1m", "4k", "1")]
 
-    def test_redirect_is_followed_through_the_proxy(self, way, proxy, chainhost):
-        (response,) = self.run(chainhost, way, proxy.settings(), request("/redirect/307"))
+    # Its new session has to find the proxy, and to log in there.
+    def test_redirect_is_followed_through_the_proxy(self, way, chainhost):
+        with self.PROXY(login=True) as proxy:
+            settings = proxy.settings_with_login()
+            (response,) = self.run(chainhost, way, settings, request("/redirect/307"))
+            passages = proxy.finished_passages(2)
 
         assert (response.status, response.body) == (200, b"taken")
+        assert len(passages) == 2
 
     def test_answer_of_the_server_is_told_from_the_proxys(self, way, proxy, chainhost):
         (refused, away) = self.run(
@@ -108,10 +123,9 @@ class _BothWaysCases:
         assert stored_body(responses[1]) == b"parcel"
 
     def test_login_at_the_proxy_is_not_shown_to_the_server(self, way, guarded, chainhost):
-        self.run(chainhost, way, guarded.settings_with_login(), request("/files/4k"))
+        self.run(chainhost, way, guarded.settings_with_login(), request("/files/4k?login"))
 
-        seen = way.seen()
-        assert seen and all(line[0] == "-" for line in seen)
+        assert way.first_seen("/files/4k?login")[:2] == ["-", "-"]
 
     def test_logins_at_the_proxy_and_at_the_server_do_not_meet(self, way, guarded, chainhost):
         login = {"authenticationType": "HTTP_BASIC", "username": "gateway"}
@@ -185,9 +199,9 @@ class PlainCases(_BothWaysCases):
         ]
 
     def test_server_sees_that_it_came_through_the_proxy(self, way, proxy, chainhost):
-        self.run(chainhost, way, proxy.settings(), request("/files/1"))
+        self.run(chainhost, way, proxy.settings(), request("/files/1?via"))
 
-        assert self.PROXY.NAME.lower() in way.seen()[-1][1]
+        assert self.PROXY.NAME.lower() in way.first_seen("/files/1?via")[2]
 
     @pytest.mark.parametrize("login", ["none", "wrong"])
     def test_refused_login_is_the_proxys_status(self, way, chainhost, login):
@@ -195,9 +209,8 @@ class PlainCases(_BothWaysCases):
             settings = proxy.settings()
             if login == "wrong":
                 settings = proxy.settings_with_login(password="sesame")
-            seen = len(way.seen())
             (response, again) = self.run(
-                chainhost, way, settings, request("/files/4k"), request("/files/1")
+                chainhost, way, settings, request("/files/4k?no"), request("/files/1?no")
             )
             passages = proxy.finished_passages(2)
 
@@ -205,7 +218,7 @@ class PlainCases(_BothWaysCases):
         assert (response.status, response.reason, response.failed) == (*wanted, False)
         assert again.status == wanted[0]
         assert len(passages) == 2  # none of them twice
-        assert len(way.seen()) == seen
+        assert way.seen("?no") == []
 
     def test_server_that_is_down_is_the_proxys_status(self, proxy, chainhost):
         with Nginx() as server, chainhost.session(server.port, proxy=proxy.settings()) as session:
@@ -238,24 +251,23 @@ class TunnelCases(_BothWaysCases):
         assert all(response.body == content("4k") for response in responses)
         assert [(one.method, one.target) for one in passages] == [("CONNECT", way.server.address)]
 
-    def test_server_sees_no_login_and_no_proxy(self, way, proxy, chainhost):
-        self.run(chainhost, way, proxy.settings(), request("/files/1"))
+    def test_server_sees_no_login_and_no_proxy(self, way, guarded, chainhost):
+        self.run(chainhost, way, guarded.settings_with_login(), request("/files/1?none"))
 
-        assert way.seen()[-1] == ["-", "-"]
+        assert way.first_seen("/files/1?none") == ["-", "-", "-", "GET /files/1?none HTTP/1.1"]
 
     @pytest.mark.parametrize("login", ["none", "wrong"])
     def test_refused_login_is_a_failure_that_says_so(self, way, guarded, chainhost, login):
         settings = guarded.settings()
         if login == "wrong":
             settings = guarded.settings_with_login(password="sesame")
-        seen = len(way.seen())
 
-        (response,) = self.run(chainhost, way, settings, request("/upload", "POST", "parcel"))
+        (response,) = self.run(chainhost, way, settings, request("/upload?no", "POST", "parcel"))
 
         wanted = self.PROXY.WITHOUT_LOGIN if login == "none" else self.PROXY.WRONG_LOGIN
         assert (response.failed, response.status) == (True, 400)
         assert response.reason == f"{_TUNNEL_REFUSED}: {wanted[1]}"
-        assert len(way.seen()) == seen
+        assert way.seen("?no") == []
 
     def test_server_that_is_down_is_a_failure_with_the_proxys_reason(self, proxy, chainhost):
         way = tunnel_way()
@@ -275,15 +287,14 @@ class TunnelCases(_BothWaysCases):
     def test_unknown_certificate_behind_the_proxy_is_refused(self, way, proxy, chainhost):
         other = certificates.Authority("another root")
         settings = way.server.trust(other.certificate())
-        seen = len(way.seen())
 
         (response,) = chainhost.run(
-            way.server.port, request("/files/4k"), proxy=proxy.settings(), **settings
+            way.server.port, request("/files/4k?unknown"), proxy=proxy.settings(), **settings
         )
 
         assert response.failed
         assert "certificate verify failed" in response.reason
-        assert len(way.seen()) == seen
+        assert way.seen("?unknown") == []
 
     def test_lost_tunnel_is_built_again(self, way, chainhost):
         with self.PROXY() as proxy:

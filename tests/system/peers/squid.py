@@ -46,7 +46,7 @@ class Squid(Proxy):
     SERVER_DOWN = (503, "Service Unavailable")
 
     # The names that lead to the server when it is asked for through this proxy.
-    HOSTS = ("server.test", "deep.server.test", "other.test")
+    HOSTS = ("server.test", "deep.server.test", "very.deep.server.test", "other.test")
 
     def prepare(self):
         login = "http_access allow all"
@@ -60,8 +60,8 @@ class Squid(Proxy):
             _CONFIGURATION.format(address=self.address, folder=self.folder, login=login),
         )
 
-    # Even without anything shared it wants shared memory, under names that all of its processes
-    # have in common.
+    # Neither a directive nor -n spares it its shared memory: without a /dev/shm that takes it, it
+    # ends at once, and killed it leaves files there.
     def command(self):
         library = self.folder / "private_shm.so"
         environment = [f"SHM_FOLDER={self.folder}", f"LD_PRELOAD={library}"]

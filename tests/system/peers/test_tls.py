@@ -48,6 +48,16 @@ class TestTrust:
 
             assert is_served(chainhost, server, **settings)
 
+    def test_authorities_of_the_platform_count_beside_a_file(self, authority, chainhost):
+        other = Authority("another root")
+        with TlsNginx(authority.identity()) as server:
+            file = server.trust(authority.certificate())["tlsCertificateAuthorityFile"]
+            platform = {"SSL_CERT_FILE": file}
+
+            assert is_served(chainhost, server, tls=True, environment=platform)
+            settings = server.trust(other.certificate())
+            assert is_served(chainhost, server, environment=platform, **settings)
+
     @pytest.mark.parametrize("size", ["0", "4k", "1m", pytest.param("64m", marks=pytest.mark.long)])
     def test_body_passes_both_ways(self, authority, chainhost, size):
         with TlsNginx(authority.identity()) as server:
@@ -70,7 +80,7 @@ class TestTrust:
         other = Authority("another root")
         with TlsNginx(authority.identity()) as server:
             assert not is_served(chainhost, server, **server.trust(other.certificate()))
-            assert not is_served(chainhost, server, tls=True)  # the platform's only
+            assert not is_served(chainhost, server, tls=True, environment={})  # the platform's only
             alerts = server.alerts()
 
         assert set(alerts) == {"unknown ca"}

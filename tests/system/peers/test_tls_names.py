@@ -68,7 +68,7 @@ class TestNames:
             (NAME, {"names": ["*.server.test"]}),
             (NAME, {"names": ["*.test"], "subject": "peer"}),
             ("deep.server.test", {"names": [NAME]}),
-            ("deep.server.test", {"names": ["*.test"]}),
+            ("very.deep.server.test", {"names": ["*.server.test"]}),
             ("deep.server.test", {"names": ["deep.*.test"]}),
         ],
         ids=[
