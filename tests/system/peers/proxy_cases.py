@@ -12,8 +12,9 @@ from web_site import stored_body
 
 SIZES = ["0", "4k", "1m", pytest.param("64m", marks=pytest.mark.long)]
 
-# What the server sees of the proxy.
+# What the server sees of the proxy. That must not keep it from packing its answers.
 _SEEN = """
+  gzip_proxied any;
   log_format seen '$http_proxy_authorization\\t$http_authorization\\t$http_via\\t$request';
   access_log seen.log seen;
 """
@@ -92,6 +93,7 @@ class _BothWaysCases:
         )
 
         assert [one.body for one in responses] == [content(size) for size in ("1m", "4k", "1")]
+        assert responses[1].headers["content-encoding"] == "gzip"
 
     # Its new session has to find the proxy, and to log in there.
     def test_redirect_is_followed_through_the_proxy(self, way, chainhost):

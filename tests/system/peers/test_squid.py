@@ -62,9 +62,11 @@ class TestItsOwnWays:
                 request("/files/1"),
                 proxy=proxy.settings(),
             )
+            passages = proxy.finished_passages(2)
 
         assert (refused.status, refused.failed) == (407, False)
         assert (after.status, after.failed) == (407, False)
+        assert [one.method for one in passages] == ["POST", "GET"]  # not tried again
 
     def test_server_that_ends_without_an_answer_is_502(self, chainhost):
         with MuteServer() as server, Squid() as proxy:
