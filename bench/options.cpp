@@ -1,9 +1,9 @@
 #include "bench/options.h"
 
-#include <charconv>
-#include <functional>
-#include <map>
+#include <algorithm>
 #include <stdexcept>
+
+#include "bench/option_words.h"
 
 namespace bench {
 namespace {
@@ -11,16 +11,6 @@ namespace {
 // REQUIRES: delivering threads that wait for room must not hold all of it.
 constexpr std::int64_t kUnderWayMin = 256;
 constexpr std::int64_t kUnderWayMost = 32768;
-
-template <class Number>
-Number numberIn(const std::string& text, Number least, Number most) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
-    throw std::invalid_argument("not a number in range: " + text);
-  }
-  return number;
-}
 
 std::vector<std::int64_t> clientsIn(const std::string& text) {
   std::vector<std::int64_t> clients;
@@ -43,7 +33,7 @@ void readWire(const std::string& text, Options& options) {
 }  // namespace
 
 Options parseOptions(const std::vector<std::string>& words, Options options) {
-  const std::map<std::string, std::function<void(const std::string&)>> readers{
+  const OptionReaders readers{
       {"--clients", [&](const auto& text) { options.clients = clientsIn(text); }},
       {"--wire", [&](const auto& text) { readWire(text, options); }},
       {"--faults", [&](const auto& text) { options.faultPercent = numberIn(text, 0.0, 100.0); }},
@@ -61,12 +51,7 @@ Options parseOptions(const std::vector<std::string>& words, Options options) {
       {"--memory-max",
        [&](const auto& text) { options.memorySlopeMax = numberIn(text, 0.0, 1e9); }},
   };
-  for (std::size_t i = 0; i < words.size(); i += 2) {
-    const auto reader = readers.find(words[i]);
-    if (reader == readers.end()) throw std::invalid_argument("unknown option: " + words[i]);
-    if (i + 1 == words.size()) throw std::invalid_argument("no value for " + words[i]);
-    reader->second(words[i + 1]);
-  }
+  readOptions(words, readers);
   return options;
 }
 
