@@ -103,12 +103,11 @@ class Host {
     if (result != 0) throw std::runtime_error("the plugin refuses an operation");
   }
 
-  static std::int32_t receive(void* host, kel_message* first, kel_message* end) {
+  static void receive(void* host, kel_message* first, kel_message* end) {
     auto* const answers = reinterpret_cast<Message*>(first);
     for (Message* answer = answers; answer != reinterpret_cast<Message*>(end); ++answer) {
       static_cast<Host*>(host)->take(*answer);
     }
-    return 0;
   }
 
   // In turn: the transport delivers one answer at a time.

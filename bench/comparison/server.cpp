@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
     int processor = -1;
     bench::readOptions(
         std::vector<std::string>(argv + 1, argv + argc),
-        {{"--processor", [&](const auto& text) { processor = bench::numberIn(text, -1, 1023); }}});
+        {{"--processor", [&](const auto& text) { processor = bench::optionNumber(text, -1, 1023); }}});
     serve(processor);
     return 0;
   } catch (const std::exception& failure) {

@@ -9,7 +9,12 @@
 //            terminated"; std::bad_alloc, after which the queue is as it was before.
 // Invariants: 1) a consumer takes keyed and unkeyed items in the order of their adding; 2) an
 //            unkeyed item is taken once; 3) terminated wins over items that still wait.
-// Limits:    kCapacity items, beyond which a producer that may wait does.
+// Limits:    Limits::capacity items, beyond which a producer that may wait does.
+//
+// Who is woken: for each item one consumer that waits and has not been called for another item yet,
+// by a condition of its own; an item that finds none will be looked for by whoever comes free. Calls
+// go out once a batch, after the mutex has been given back where that can be: a thread that wakes to
+// find the mutex held goes to sleep again.
 //
 // An unkeyed item belongs at the tail of every consumer's list. It is kept once, on a list that
 // all consumers share, with its number in the order of adding: a consumer's list is the merge of
@@ -44,6 +49,9 @@ class AffinityQueue {
     std::size_t capacity = 2048;      // items; a producer waits at this count
     std::size_t rearmLevel = 1848;    // items; the "full" line may be written again from here down
     std::int64_t waitSliceMs = 1000;  // a waiting producer looks again after this time
+    // For so long a waiting producer is not woken for the first room there is, but for an eighth of
+    // the capacity: where consumers are fast, each item would cost two changes of threads.
+    std::int64_t patienceMs = 1;
   };
 
   /// Borrows the logger. Throws "Must have at least one consumer" for none.
@@ -63,9 +71,13 @@ class AffinityQueue {
   /// for space once. REQUIRES: as add.
   void addSentinel(const std::shared_ptr<Sentinel>& sentinel, bool noWait);
 
-  /// Wakes the consumers that wait, if any does and something has been added since the last time.
-  /// REQUIRES: mutex() held.
+  /// Wakes the consumers for whom something has been added since the last time. REQUIRES: mutex()
+  /// held.
   void broadcast();
+
+  /// The same as the end of a batch: gives the mutex back and wakes them. REQUIRES: `lock` holds
+  /// mutex().
+  void broadcastAndUnlock(orvex::AutoMutex& lock);
 
   /// Waits for the next item of a consumer and takes it; `onTake` runs while the mutex is held.
   /// Throws "This queue has been terminated".
@@ -83,7 +95,7 @@ class AffinityQueue {
   /// The items added and not yet taken, as of some moment close to the call. Takes no lock.
   std::size_t count() const { return count_.load(std::memory_order_relaxed); }
 
-  std::size_t consumers() const { return lists_.size(); }
+  std::size_t consumers() const { return consumers_.size(); }
 
   /// How many consumers wait, and how often a producer has. REQUIRES: mutex() held.
   std::size_t waitingConsumersForTest() const { return waitingConsumers_; }
@@ -96,23 +108,40 @@ class AffinityQueue {
   };
   using List = std::deque<Entry>;
 
+  struct Consumer {
+    explicit Consumer(orvex::Mutex& mutex) : condition(mutex) {}
+
+    List list;
+    orvex::Condition condition;
+    std::size_t idleIndex = kNotIdle;  // in idle_
+  };
+  static constexpr std::size_t kNotIdle = ~std::size_t{0};
+
   void waitForSpace();
+  void awaitTake();
+  bool hasRoom() const { return count() < limits_.capacity || isTerminated(); }
   void append(List& list, WorkItem&& item);
-  List* nextListOf(std::size_t consumer);
+  List* nextListOf(Consumer& consumer);
+  void awaitItem(Consumer& consumer);
+  void call(Consumer& consumer);
+  void removeFromIdle(Consumer& consumer);
 
   const Limits limits_;
   const connectivity10_15_0::Logger& logger_;
   orvex::Mutex mutex_{"AffinityQueue"};
-  orvex::Condition condition_;
+  std::deque<Consumer> consumers_;
+  orvex::Condition room_{mutex_};   // producers that wait
+  orvex::Condition pause_{mutex_};  // threads in pause
   std::atomic<bool> terminated_ = false;
   std::atomic<std::size_t> count_ = 0;  // changed under the mutex
   bool fullReported_ = false;
-  bool unannounced_ = false;  // something was added since the last broadcast
+  std::vector<Consumer*> idle_;    // those that wait and have not been called
+  std::vector<Consumer*> called_;  // those that are still to be woken
   std::size_t waitingConsumers_ = 0;
-  std::size_t waitingProducers_ = 0;
+  std::size_t patientProducers_ = 0;
+  std::size_t waitingProducers_ = 0;  // without those
   std::size_t producerWaits_ = 0;
   std::uint64_t nextNumber_ = 0;
-  std::vector<List> lists_;  // one a consumer
   List shared_;
 };
 

@@ -44,16 +44,18 @@ class DeliveryScope {
   std::atomic<std::uint32_t>& deliveries_;
 };
 
-// Announces what was queued, also when a message in the middle of a batch is refused.
-class BroadcastScope {
+// Holds the queue for a batch, and announces what was queued, also when a message in the middle of
+// it is refused.
+class BatchScope {
  public:
-  explicit BroadcastScope(AffinityQueue& queue) : queue_(queue) {}
-  ~BroadcastScope() { queue_.broadcast(); }
-  BroadcastScope(const BroadcastScope&) = delete;
-  BroadcastScope& operator=(const BroadcastScope&) = delete;
+  explicit BatchScope(AffinityQueue& queue) : queue_(queue), lock_(queue.mutex()) {}
+  ~BatchScope() { queue_.broadcastAndUnlock(lock_); }
+  BatchScope(const BatchScope&) = delete;
+  BatchScope& operator=(const BatchScope&) = delete;
 
  private:
   AffinityQueue& queue_;
+  AutoMutex lock_;
 };
 
 }  // namespace
@@ -133,9 +135,8 @@ void HTTPClient::setNextTowardsHost(std::unique_ptr<HostSide>& next) {
 bool HTTPClient::drain() {
   const auto sentinel = std::make_shared<Sentinel>(queue_.consumers());
   {
-    AutoMutex lock(queue_.mutex());
+    const BatchScope batch(queue_);
     queue_.addSentinel(sentinel, true);
-    queue_.broadcast();
   }
   while (!isHostShuttingDown()) {
     if (passWithin(*sentinel)) return true;
@@ -190,8 +191,7 @@ void HTTPClient::sendBatchTowardsTransport(Message* first, Message* end) {
   // A worker is a consumer itself: it must never wait for space that only it may make.
   const bool noWait = isWorkerThread();
   captureSchedulableQueue();
-  AutoMutex lock(queue_.mutex());
-  const BroadcastScope broadcast(queue_);
+  const BatchScope batch(queue_);
   for (Message* message = first; message != end; ++message) {
     if (shuttingDown_) return;
     enqueue(*message, noWait);
