@@ -27,9 +27,11 @@ inline std::string wireCaseName(const testing::TestParamInfo<WireCase>& info) {
   return info.param.name;
 }
 
+using Pairs = std::initializer_list<std::pair<const char*, const char*>>;
+
 /// A message to "/" with headers.
-inline RequestMessage with(std::initializer_list<std::pair<const char*, const char*>> headers,
-                           const char* method = "GET", const std::string& body = "") {
+inline RequestMessage with(Pairs headers, const char* method = "GET",
+                           const std::string& body = "") {
   RequestMessage message(method, "/", body);
   for (const auto& [name, value] : headers) message.header(name, data_t(value));
   return message;
@@ -60,9 +62,9 @@ class WireFixture : public ExchangeFixture {
   }
   test_support::HttpRequest onWire(RequestMessage&& message) { return onWire(message); }
 
-  /// The bytes of a case for the server that was connected to last.
-  std::string bytesOf(const std::string& text) const {
-    return replaced(text, "{server}", "127.0.0.1:" + std::to_string(settings_.port));
+  /// Bytes that were sent, as a case gives them.
+  std::string named(const std::string& bytes) const {
+    return replaced(bytes, "127.0.0.1:" + std::to_string(settings_.port), "{server}");
   }
 
   bool basicAuthentication_ = false;
@@ -71,10 +73,7 @@ class WireFixture : public ExchangeFixture {
 /// A table of cases, each of which becomes exactly the bytes that it gives.
 class WireTable : public WireFixture, public testing::WithParamInterface<WireCase> {
  protected:
-  void compare() {
-    const test_support::HttpRequest request = onWire(GetParam().message());
-    EXPECT_EQ(request.raw, bytesOf(GetParam().bytes));
-  }
+  void compare() { EXPECT_EQ(named(onWire(GetParam().message()).raw), GetParam().bytes); }
 };
 
 }  // namespace com::corvane::connectivity::plugins

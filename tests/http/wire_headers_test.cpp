@@ -195,15 +195,16 @@ TEST_F(WireOddBytesTest, StayInNamesAndValues) {
     exchange_->close();
     server.waitForFinishedConnections(1);
   }
-  EXPECT_EQ(bytes, bytesOf("GET / HTTP/1.1\r\n"
-                           "accept-charset: utf-8\r\n"
-                           "accept-encoding: identity, gzip, deflate\r\n"
-                           "user-agent: Orvex/10.15 (amd64-win)\r\n"
-                           "x-\xC9t\xE9: 1\r\n"
-                           "y: \x01\x7F\x1A\r\n"
-                           "Content-Length: 0\r\n"
-                           "Host: {server}\r\n"
-                           "\r\n"));
+  EXPECT_EQ(named(bytes),
+            "GET / HTTP/1.1\r\n"
+            "accept-charset: utf-8\r\n"
+            "accept-encoding: identity, gzip, deflate\r\n"
+            "user-agent: Orvex/10.15 (amd64-win)\r\n"
+            "x-\xC9t\xE9: 1\r\n"
+            "y: \x01\x7F\x1A\r\n"
+            "Content-Length: 0\r\n"
+            "Host: {server}\r\n"
+            "\r\n");
 }
 
 }  // namespace
