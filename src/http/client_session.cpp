@@ -1,27 +1,22 @@
 #include "http/client_session.h"
 
-#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Exception.h>
+#include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/Net/StreamSocket.h>
+#include <Poco/Net/SocketAddress.h>
 
 #include <algorithm>
-#include <sstream>
-#include <string_view>
+#include <utility>
 
 #include "http/response_head.h"
+#include "runtime/platform.h"
 
 namespace com::corvane::connectivity::plugins {
 
+using orvex::Platform;
 using Poco::Net::HTTPRequest;
 
 namespace {
-
-// The library keeps this constructor for derived classes.
-class AttachedSocket final : public Poco::Net::StreamSocket {
- public:
-  explicit AttachedSocket(const Poco::AutoPtr<SessionSocket>& socket)
-      : StreamSocket(Poco::AutoPtr<SessionSocket>(socket).duplicate()) {}
-};
 
 // What a proxy says, as it can stand in a line of a log.
 std::string withoutControls(std::string_view text) {
@@ -36,88 +31,102 @@ std::string uriHost(const std::string& host) {
   return host.find(':') == std::string::npos ? host : "[" + host + "]";
 }
 
+std::string withPort(const SessionSettings& settings) {
+  return uriHost(settings.host) + ":" + std::to_string(settings.port);
+}
+
+// A port that one of the two schemes has by itself is left out, whichever is used.
+std::string hostFieldOf(const SessionSettings& settings) {
+  const bool isDefault = settings.port == 80 || settings.port == 443;
+  return isDefault ? uriHost(settings.host) : withPort(settings);
+}
+
+std::string proxyPrefixOf(const SessionSettings& settings) {
+  // Through a tunnel the server is asked as if there were no proxy.
+  if (!settings.hasProxy() || settings.isTls()) return {};
+  return "http://" + withPort(settings);
+}
+
 }  // namespace
 
-StrictSession::StrictSession(Connections& connections, const std::string& host, Poco::UInt16 port,
-                             const Poco::Net::Context::Ptr& tlsContext)
+StrictSession::StrictSession(Connections& connections, SessionSettings settings)
     : ClientSession(static_cast<ByteSource&>(*this)),
-      HTTPClientSession(host, port),
-      tlsContext_(tlsContext),
-      socket_(new SessionSocket(connections)) {
-  attachSocket(AttachedSocket(socket_));
-}
+      settings_(std::move(settings)),
+      hostField_(hostFieldOf(settings_)),
+      proxyPrefix_(proxyPrefixOf(settings_)),
+      socket_(connections) {}
 
-std::ostream& StrictSession::sendRequest(HTTPRequest& request) {
-  dropStream();
-  // What has come while nothing was asked for is no answer to what is asked next (RFC 9112, section
-  // 9.3): a server tells, for one, that it has waited too long.
-  if (socket_->hasBytes()) reset();
-  sendFailure_ = nullptr;
-  isSending_ = true;
-  return Session::sendRequest(request);
-}
-
-// The stream of a request that was given up writes what it still holds when it ends, if need be on
-// a new connection, ahead of the next request.
-void StrictSession::dropStream() noexcept {
-  isSending_ = false;
-  try {
-    Session::flushRequest();
-  } catch (...) {
-    // What went wrong in that request has been told.
+void StrictSession::begin(RequestHead& head) {
+  if (!isUsable()) reset();
+  if (!socket_.isOpen()) connect();
+  requestNanos_ = Platform::monotonicNanos();
+  isFirstSend_ = true;
+  if (!head.has(HTTPRequest::HOST)) head.add(HTTPRequest::HOST, hostField_);
+  if (proxyPrefix_.empty()) return;
+  head.setTargetPrefix(proxyPrefix_);
+  if (!settings_.proxyAuthorization.empty()) {
+    head.set(HTTPRequest::PROXY_AUTHORIZATION, settings_.proxyAuthorization);
   }
 }
 
-void StrictSession::flushRequest() {
-  Session::flushRequest();
-  if (sendFailure_) std::rethrow_exception(sendFailure_);
+// What has come while nothing was asked for is no answer to what is asked next (RFC 9112, section
+// 9.3): a server tells, for one, that it has waited too long.
+bool StrictSession::isUsable() {
+  return !socket_.hasBytes() && Platform::monotonicNanos() - requestNanos_ < kKeptNanos;
 }
 
-bool StrictSession::hasInput() const {
-  return socket_->peer().isOpen() && socket_->peer().hasInput();
+void StrictSession::send(std::string_view first, std::string_view second) {
+  const std::uint64_t taken = socket_.peer().takenBytes();
+  try {
+    socket_.send(first, second);
+  } catch (const Poco::IOException&) {
+    if (!isFirstSend_ || socket_.peer().takenBytes() != taken) throw;
+    reset();
+    connect();
+    socket_.send(first, second);
+  }
+  isFirstSend_ = false;
 }
+
+bool StrictSession::hasInput() const { return socket_.isOpen() && socket_.peer().hasInput(); }
 
 void StrictSession::reset() noexcept {
   reader_.clear();
-  dropStream();
-  Session::reset();
-}
-
-// Through a tunnel the server is asked as if there were no proxy.
-std::string StrictSession::proxyRequestPrefix() const {
-  if (secure()) return {};
-  return "http://" + uriHost(getHost()) + ":" + std::to_string(getPort());
-}
-
-void StrictSession::proxyAuthenticate(HTTPRequest& request) {
-  if (!secure()) Session::proxyAuthenticate(request);
+  socket_.close();
 }
 
 // A connection that is not all that was asked for must not be left for the next request.
-void StrictSession::connect(const Poco::Net::SocketAddress& address) {
+void StrictSession::connect() {
+  const Poco::Net::SocketAddress address =
+      settings_.hasProxy()
+          ? Poco::Net::SocketAddress(settings_.proxyHost, Poco::UInt16{settings_.proxyPort})
+          : Poco::Net::SocketAddress(settings_.host, Poco::UInt16{settings_.port});
   try {
-    socket_->connectTo(address, getTimeout().totalMilliseconds());
-    if (!secure()) return;
-    if (!getProxyHost().empty()) openTunnel();
-    socket_->startTls(tlsContext_, getHost());
+    socket_.connectTo(address, settings_.timeoutMs);
+    if (!settings_.isTls()) return;
+    if (settings_.hasProxy()) openTunnel();
+    socket_.startTls(settings_.tlsContext, settings_.host);
   } catch (...) {
-    socket_->close();
+    socket_.close();
     throw;
   }
 }
 
 void StrictSession::openTunnel() {
   constexpr char kRefused[] = "Cannot establish proxy connection";
-  const std::string server = uriHost(getHost()) + ":" + std::to_string(getPort());
-  HTTPRequest request(HTTPRequest::HTTP_CONNECT, server, HTTPRequest::HTTP_1_1);
-  request.set("Proxy-Connection", "Keep-Alive");
+  const std::string server = withPort(settings_);
+  RequestHead request;
+  request.begin(HTTPRequest::HTTP_CONNECT, server);
+  request.add("Proxy-Connection", "Keep-Alive");
   // The port too (RFC 9112, section 3.2): there are proxies that refuse the two to differ.
-  request.set(HTTPRequest::HOST, server);
-  proxyAuthenticateImpl(request, getProxyConfig());
-  std::ostringstream bytes;
-  request.write(bytes);
-  socket_->peer().boundStep();
-  socket_->send(bytes.view().data(), bytes.view().size());
+  request.add(HTTPRequest::HOST, server);
+  if (!settings_.proxyAuthorization.empty()) {
+    request.add(HTTPRequest::PROXY_AUTHORIZATION, settings_.proxyAuthorization);
+  }
+  std::string bytes;
+  request.appendTo(bytes);
+  socket_.peer().boundStep();
+  socket_.send(bytes, {});
 
   ResponseHead head;
   reader_.readHead(head, false);
@@ -131,20 +140,8 @@ void StrictSession::openTunnel() {
   reader_.clear();
 }
 
-// A stream swallows the failure of a write, and writes the rest, or the same again, when it ends.
-// The server must not see anything behind the gap.
-int StrictSession::write(const char* buffer, std::streamsize length) {
-  if (sendFailure_ || !isSending_) return static_cast<int>(length);
-  try {
-    return Session::write(buffer, length);
-  } catch (...) {
-    sendFailure_ = std::current_exception();
-    throw;
-  }
-}
-
 std::size_t StrictSession::receive(char* buffer, std::size_t length) {
-  return socket_->receive(buffer, length);
+  return socket_.receive(buffer, length);
 }
 
 }  // namespace com::corvane::connectivity::plugins

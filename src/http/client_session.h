@@ -1,30 +1,27 @@
-// http/client_session.h : one worker's connection to the server, with strict reading.
+// http/client_session.h : one worker's connection to the server: when one is made, what is sent on
+// it, and strict reading.
 //
-// Role:      joins a POCO client session (the request's bytes, and when a connection is made anew)
-//            with a SessionSocket (connecting, TLS, waiting) and a ResponseReader (receiving).
-//            POCO's own reading of responses is not used: it delivers bodies that were cut short as
-//            whole ones, and lets the rest of one answer begin the next. Nor are its waits: they
-//            begin anew with every byte, and not all can be cut.
+// Role:      joins a SessionSocket (connecting, TLS, waiting) with a ResponseReader (receiving), and
+//            decides when a connection is used again. The HTTP sessions of the library that does the
+//            rest are not used: they deliver bodies that were cut short as whole ones, let the rest
+//            of one answer begin the next, and send 4,096 bytes at a time.
 // Threads:   one worker only.
 // Ownership: the connection closes with the session.
-// Errors:    what POCO throws; SessionSocket's and ResponseReader's errors; while a tunnel is being
-//            opened Poco::Net::HTTPException "Cannot establish proxy connection" with the reason.
-//            Call reset after any of them.
+// Errors:    SessionSocket's and ResponseReader's; Poco::Net::NetException for a host name that
+//            cannot be looked up; while a tunnel is being opened Poco::Net::HTTPException "Cannot
+//            establish proxy connection" with the reason. Call reset after any of them.
 // Limits:    as long as the host name is looked up nothing is bounded or can be cut.
 #pragma once
 
-#include <Poco/AutoPtr.h>
-#include <Poco/Net/Context.h>
-#include <Poco/Net/HTTPClientSession.h>
-#include <Poco/Net/HTTPRequest.h>
-#include <Poco/Net/SocketAddress.h>
-
-#include <exception>
-#include <iosfwd>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "http/connections.h"
+#include "http/request_head.h"
 #include "http/response_reader.h"
+#include "http/session_settings.h"
 #include "http/session_socket.h"
 
 namespace com::corvane::connectivity::plugins {
@@ -33,21 +30,19 @@ class ClientSession {
  public:
   virtual ~ClientSession() = default;
 
-  /// Connects if there is no connection, writes the request's head and returns the stream that
-  /// takes the body. Adds Host, and what the proxy needs, to the request.
-  virtual std::ostream& sendRequest(Poco::Net::HTTPRequest& request) = 0;
+  /// Readies the connection for a request: makes one unless there is one to be used again. Adds
+  /// what belongs to the connection to the head: Host, and what the proxy needs.
+  virtual void begin(RequestHead& head) = 0;
 
-  /// Sends what sendRequest's stream still holds. Throws what went wrong in it.
-  virtual void flushRequest() = 0;
+  /// Sends both, one behind the other. When the connection turns out to have been lost before the
+  /// first byte of a request, a new one is made, once.
+  virtual void send(std::string_view first, std::string_view second) = 0;
 
   /// True when the peer has sent what has not been received yet, or has closed.
   virtual bool hasInput() const = 0;
 
   /// Closes the connection; the next request opens a new one.
   virtual void reset() noexcept = 0;
-
-  /// The POCO session, for its settings.
-  virtual Poco::Net::HTTPClientSession& base() = 0;
 
   ResponseReader& reader() { return reader_; }
 
@@ -57,43 +52,38 @@ class ClientSession {
   ResponseReader reader_;
 };
 
-class StrictSession final : private ByteSource,
-                            public ClientSession,
-                            private Poco::Net::HTTPClientSession {
+class StrictSession final : private ByteSource, public ClientSession {
  public:
-  /// For plain HTTP without a context. Borrows the connections.
-  StrictSession(Connections& connections, const std::string& host, Poco::UInt16 port,
-                const Poco::Net::Context::Ptr& tlsContext = {});
-  ~StrictSession() override { dropStream(); }
+  /// A connection is used again for so long after its latest request; servers close what is idle.
+  static constexpr std::int64_t kKeptNanos = 8'000'000'000;
 
-  std::ostream& sendRequest(Poco::Net::HTTPRequest& request) override;
-  void flushRequest() override;
+  /// Borrows the connections.
+  StrictSession(Connections& connections, SessionSettings settings);
+
+  const SessionSettings& settings() const { return settings_; }
+
+  void begin(RequestHead& head) override;
+  void send(std::string_view first, std::string_view second) override;
   bool hasInput() const override;
   void reset() noexcept override;
-  Poco::Net::HTTPClientSession& base() override { return *this; }
 
  private:
-  using Session = Poco::Net::HTTPClientSession;
-
-  // For the library.
-  bool secure() const override { return !tlsContext_.isNull(); }
-  std::string proxyRequestPrefix() const override;
-  void proxyAuthenticate(Poco::Net::HTTPRequest& request) override;
-  void connect(const Poco::Net::SocketAddress& address) override;
-  int write(const char* buffer, std::streamsize length) override;
-
   // For the reader.
-  void beginHead() override { socket_->peer().boundStep(); }
-  void beginBody() override { socket_->peer().boundStretches(); }
+  void beginHead() override { socket_.peer().boundStep(); }
+  void beginBody() override { socket_.peer().boundStretches(); }
   std::size_t receive(char* buffer, std::size_t length) override;
 
-  void dropStream() noexcept;
+  bool isUsable();
+  void connect();
   void openTunnel();
 
-  const Poco::Net::Context::Ptr tlsContext_;
-  Poco::AutoPtr<SessionSocket> socket_;
-  std::exception_ptr sendFailure_;
-  bool isSending_ = false;
+  const SessionSettings settings_;
+  // Constant, and the same in every request.
+  const std::string hostField_;
+  const std::string proxyPrefix_;  // empty where the server is asked as if there were no proxy
+  SessionSocket socket_;
+  std::int64_t requestNanos_ = 0;  // when the latest request began
+  bool isFirstSend_ = false;       // of the request
 };
 
 }  // namespace com::corvane::connectivity::plugins

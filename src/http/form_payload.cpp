@@ -1,10 +1,13 @@
 #include "http/form_payload.h"
 
+#include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/StringPartSource.h>
 
 #include <memory>
 #include <new>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 #include "http/body_methods.h"
 #include "http/request_mapping.h"
@@ -71,18 +74,19 @@ std::unique_ptr<StringPartSource> makePart(const buffer_t& bytes, const PartMeta
 }
 
 // A server looks for the fields of such a request where browsers put those of a GET.
-void addToQuery(HTMLForm& form, HTTPRequest& request) {
+void addToQuery(HTMLForm& form, RequestHead& head) {
   std::ostringstream fields;
   form.write(fields);
   if (fields.bad()) throw std::bad_alloc();  // the stream keeps it to itself
   if (fields.view().empty()) return;
-  std::string target = request.getURI();
+  std::string target(head.target());
   if (target.find('?') == std::string::npos) {
     target += '?';
   } else if (target.back() != '?' && target.back() != '&') {
     target += '&';
   }
-  request.setURI(target.append(fields.view()));
+  target.append(fields.view());
+  head.setTarget(head.keep(std::move(target)));
 }
 
 }  // namespace
@@ -121,17 +125,17 @@ void fillForm(HTMLForm& form, const RequestDetails& details, const MessageKeys& 
   }
 }
 
-std::uint64_t prepareForm(HTMLForm& form, HTTPRequest& request) {
+std::uint64_t prepareForm(HTMLForm& form, RequestHead& head) {
   // POCO prepares nothing but POST and PUT requests for a body. It would also set the framing, for
   // which the message has a say.
   HTTPRequest post(HTTPRequest::HTTP_POST, "/", HTTPRequest::HTTP_1_1);
   form.prepareSubmit(post, HTMLForm::OPT_USE_CONTENT_LENGTH);
-  request.setContentType(post.getContentType());
-  const std::string& method = request.getMethod();
+  head.set(HTTPRequest::CONTENT_TYPE, head.keep(post.getContentType()));
+  const std::string_view method = head.method();
   const bool takesFieldsInBody = method == HTTPRequest::HTTP_POST ||
                                  method == HTTPRequest::HTTP_PUT ||
                                  form.getEncoding() == HTMLForm::ENCODING_MULTIPART;
-  if (!takesFieldsInBody) addToQuery(form, request);
+  if (!takesFieldsInBody) addToQuery(form, head);
   return static_cast<std::uint64_t>(post.getContentLength64());
 }
 

@@ -11,7 +11,6 @@
 #pragma once
 
 #include <Poco/Net/HTMLForm.h>
-#include <Poco/Net/HTTPRequest.h>
 
 #include <cstdint>
 #include <string>
@@ -19,6 +18,7 @@
 #include "http/message_keys.h"
 #include "http/names.h"
 #include "http/request_details.h"
+#include "http/request_head.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -33,9 +33,9 @@ const std::string& formEncoding(const RequestDetails& details);
 void fillForm(Poco::Net::HTMLForm& form, const RequestDetails& details, const MessageKeys& keys,
               const ThreadLogger& logger);
 
-/// Gives the request the form's content type and, when the form is URL-encoded and the method is
+/// Gives the head the form's content type and, when the form is URL-encoded and the method is
 /// neither POST nor PUT, the fields at the end of its query as well. Returns the number of bytes
 /// that writing the form gives.
-std::uint64_t prepareForm(Poco::Net::HTMLForm& form, Poco::Net::HTTPRequest& request);
+std::uint64_t prepareForm(Poco::Net::HTMLForm& form, RequestHead& head);
 
 }  // namespace com::corvane::connectivity::plugins

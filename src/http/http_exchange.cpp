@@ -1,7 +1,6 @@
 #include "http/http_exchange.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/URI.h>
 
@@ -20,7 +19,6 @@
 namespace com::corvane::connectivity::plugins {
 
 using connectivity10_15_0::get;
-using Poco::Net::HTTPRequest;
 
 namespace {
 
@@ -216,11 +214,9 @@ std::string HttpExchange::targetOf(const RequestDetails& details) const {
 // Sends the request and receives the head of its answer, in at most two attempts. Returns false
 // when the request was answered without being sent.
 bool HttpExchange::receiveHead(const std::string& target, RequestDetails& details) {
-  const std::string method = get<const char*>(details.method);
   for (bool retried = false;; retried = true) {
     try {
-      HTTPRequest request(method, target, HTTPRequest::HTTP_1_1);
-      return attempt(request, details);
+      return attempt(target, details);
     } catch (const Poco::Net::NoMessageException& failure) {
       if (retried) throw;
       logger_.log(
@@ -243,11 +239,11 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
   }
 }
 
-bool HttpExchange::attempt(HTTPRequest& request, RequestDetails& details) {
-  const bool toHead = request.getMethod() == HTTPRequest::HTTP_HEAD;
+bool HttpExchange::attempt(const std::string& target, RequestDetails& details) {
+  const bool toHead = std::string_view(get<const char*>(details.method)) == "HEAD";
   std::optional<std::uint64_t> sentBytes;
   try {
-    sentBytes = requestWriter_.sendRequest(*session_, details, request);
+    sentBytes = requestWriter_.sendRequest(*session_, details, target);
     if (!sentBytes) {
       sendFailureResponse(RequestWriter::kUnsupportedCoding, "", details);
       session_->reset();

@@ -69,7 +69,7 @@ class HttpExchange {
   void handleRedirectFailure(const char* text, const char* detail,
                              RequestDetails& details) noexcept;
   bool receiveHead(const std::string& target, RequestDetails& details);
-  bool attempt(Poco::Net::HTTPRequest& request, RequestDetails& details);
+  bool attempt(const std::string& target, RequestDetails& details);
   bool readEarlyHead(bool toHead);
   std::string targetOf(const RequestDetails& details) const;
   void readBody(const RequestDetails& details);
@@ -86,7 +86,7 @@ class HttpExchange {
   const ExchangeContext context_;
   const ThreadLogger logger_;
   RequestMapping requestMapping_;
-  const RequestWriter requestWriter_;
+  RequestWriter requestWriter_;
   const ResponseMapping responseMapping_;
   const Redirects redirects_;
   std::unique_ptr<ClientSession> session_;

@@ -125,12 +125,20 @@ void PeerSocket::timeOut() {
   throw Poco::TimeoutException();
 }
 
-void PeerSocket::send(const char* bytes, std::size_t length) {
-  while (length > 0) {
-    const ssize_t count = ::send(descriptor_, bytes, length, MSG_DONTWAIT | MSG_NOSIGNAL);
+void PeerSocket::send(std::string_view first, std::string_view second) {
+  while (!first.empty() || !second.empty()) {
+    iovec pieces[2] = {{const_cast<char*>(first.data()), first.size()},
+                       {const_cast<char*>(second.data()), second.size()}};
+    msghdr message{};
+    message.msg_iov = pieces;
+    message.msg_iovlen = second.empty() ? 1 : 2;
+    const ssize_t count = ::sendmsg(descriptor_, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count >= 0) {
-      bytes += count;
-      length -= static_cast<std::size_t>(count);
+      const auto taken = static_cast<std::size_t>(count);
+      const std::size_t ofFirst = std::min(taken, first.size());
+      takenBytes_ += taken;
+      first.remove_prefix(ofFirst);
+      second.remove_prefix(taken - ofFirst);
     } else if (errno == EAGAIN) {
       awaitRoom();
     } else if (errno != EINTR) {

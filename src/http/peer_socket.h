@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "http/connections.h"
 
@@ -50,8 +51,12 @@ class PeerSocket {
   /// closed.
   std::size_t receive(char* buffer, std::size_t length);
 
-  /// Sends them all. The peer has taken what the system no longer keeps for it.
-  void send(const char* bytes, std::size_t length);
+  /// Sends all of both, one behind the other. The peer has taken what the system no longer keeps
+  /// for it.
+  void send(std::string_view first, std::string_view second = {});
+
+  /// How many bytes the system has taken to be sent, over all connections.
+  std::uint64_t takenBytes() const { return takenBytes_; }
 
   /// True when receive would not wait.
   bool hasInput() const;
@@ -79,6 +84,7 @@ class PeerSocket {
 
   Connections& connections_;
   int descriptor_ = -1;
+  std::uint64_t takenBytes_ = 0;
   std::int64_t timeoutNanos_ = 0;
   std::int64_t deadlineNanos_ = 0;  // of the step, or of the stretch that is being waited for
   Bound bound_ = Bound::Stretch;

@@ -3,19 +3,22 @@
 #include <Poco/MemoryStream.h>
 #include <Poco/Net/HTMLForm.h>
 #include <Poco/Net/HTTPBasicCredentials.h>
+#include <Poco/Net/HTTPRequest.h>
 
+#include <array>
 #include <new>
-#include <ostream>
 #include <sstream>
+#include <string>
+#include <utility>
 
 #include "http/ascii.h"
 #include "http/body_compressor.h"
 #include "http/body_methods.h"
 #include "http/charset.h"
 #include "http/form_payload.h"
+#include "http/request_body.h"
 #include "model/get.h"
 #include "model/text.h"
-#include "runtime/exception.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -34,13 +37,16 @@ std::string basicAuthorization(const Settings& settings) {
   return scratch.get(HTTPRequest::AUTHORIZATION);
 }
 
-std::string latin1(const std::string& utf8) {
-  return ascii::isPlain(utf8) ? utf8 : std::string(charset::utf8ToLatin1(utf8.c_str()).get());
-}
+// What every request has that does not say otherwise, in the order of the names.
+constexpr std::array<RequestHead::Field, 3> kDefaults{{
+    {"accept-charset", "utf-8"},
+    {"accept-encoding", "identity, gzip, deflate"},
+    {"user-agent", kUserAgent},
+}};
 
 // How the message is framed is settled by the body alone; what a request message says of it must
 // not contradict that.
-bool isFramingHeader(const std::string& name) {
+bool isFramingHeader(std::string_view name) {
   return name == "content-length" || name == "transfer-encoding";
 }
 
@@ -60,71 +66,70 @@ RequestWriter::RequestWriter(const Settings& settings, bool basicAuthentication,
 
 std::optional<std::uint64_t> RequestWriter::sendRequest(ClientSession& session,
                                                         RequestDetails& details,
-                                                        HTTPRequest& request) const {
+                                                        std::string_view target) {
   const std::optional<ContentCoding> coding = codingOf(details);
   if (!coding) {
     logger_.log(LogLevel::Error, "%s", kUnsupportedCoding);
     return std::nullopt;
   }
-  return details.payload.tag() == KEL_TAG_MAP ? sendForm(session, details, request, *coding)
-                                              : sendBuffer(session, details, request, *coding);
+  head_.begin(get<const char*>(details.method), target);
+  return details.payload.tag() == KEL_TAG_MAP ? sendForm(session, details, *coding)
+                                              : sendBuffer(session, details, *coding);
 }
 
 std::uint64_t RequestWriter::sendBuffer(ClientSession& session, RequestDetails& details,
-                                        HTTPRequest& request, ContentCoding coding) const {
+                                        ContentCoding coding) {
   const std::string_view body = get<buffer_t>(details.payload).view();
   const char* const method = get<const char*>(details.method);
   if (isBodyless(method)) {
     logDroppedBuffer(body, method, coding);
-    return sendBytes(session, details, request, {});
+    return sendBytes(session, details, {});
   }
-  if (coding == ContentCoding::Identity) return sendBytes(session, details, request, body);
+  if (coding == ContentCoding::Identity) return sendBytes(session, details, body);
   Poco::MemoryInputStream source(body.data(), static_cast<std::streamsize>(body.size()));
-  return sendBytes(session, details, request, compress(source, coding).view());
+  return sendBytes(session, details, compress(source, coding).view());
 }
 
 std::uint64_t RequestWriter::sendForm(ClientSession& session, RequestDetails& details,
-                                      HTTPRequest& request, ContentCoding coding) const {
+                                      ContentCoding coding) {
   Poco::Net::HTMLForm form(formEncoding(details));
   fillForm(form, details, keys_, logger_);
-  if (isBodyless(request.getMethod())) return sendBytes(session, details, request, {});
-  const std::uint64_t length = prepareForm(form, request);
+  if (isBodyless(head_.method())) return sendBytes(session, details, {});
+  const std::uint64_t length = prepareForm(form, head_);
   if (coding != ContentCoding::Identity) {
     std::stringstream body;
     form.write(body);
     if (body.bad()) throw std::bad_alloc();  // the stream keeps it to itself
-    return sendBytes(session, details, request, compress(body, coding).view());
+    return sendBytes(session, details, compress(body, coding).view());
   }
-  std::ostream& stream = sendHead(session, details, request, length);
+  RequestBody body(session, bytes_, writeHead(session, details, length));
+  RequestBodyStream stream(body);
   form.write(stream);
-  finish(session, stream);
+  stream.requireWhole();
+  body.finish();
   return length;
 }
 
 std::uint64_t RequestWriter::sendBytes(ClientSession& session, RequestDetails& details,
-                                       HTTPRequest& request, std::string_view body) const {
-  std::ostream& stream = sendHead(session, details, request, body.size());
-  stream.write(body.data(), static_cast<std::streamsize>(body.size()));
-  finish(session, stream);
-  return body.size();
+                                       std::string_view bytes) {
+  RequestBody body(session, bytes_, writeHead(session, details, bytes.size()));
+  body.write(bytes);
+  body.finish();
+  return bytes.size();
 }
 
-// A stream keeps what fails on the way to the session, want of memory for instance, to itself; the
-// server would wait for the rest. What fails in the session is known better there.
-void RequestWriter::finish(ClientSession& session, const std::ostream& stream) const {
-  const bool isWhole = !stream.bad();
-  session.flushRequest();
-  if (!isWhole) {
-    throw orvex::StreamException("Error processing request stream: Serious I/O error");
-  }
-}
-
-// Returns the stream that takes the body.
-std::ostream& RequestWriter::sendHead(ClientSession& session, RequestDetails& details,
-                                      HTTPRequest& request, std::uint64_t contentLength) const {
-  setRequestHeaders(request, details, contentLength);
-  trace(request, details, contentLength != 0);
-  return session.sendRequest(request);
+// Readies the session, and the bytes up to the body. Returns whether that goes in chunks.
+bool RequestWriter::writeHead(ClientSession& session, RequestDetails& details,
+                              std::uint64_t contentLength) {
+  addFields(details);
+  addCookies(details);
+  if (!authorization_.empty()) head_.set(HTTPRequest::AUTHORIZATION, authorization_);
+  const bool chunked = addFraming(details, contentLength);
+  trace(details, contentLength != 0);
+  session.begin(head_);
+  bytes_.clear();
+  head_.appendTo(bytes_);
+  return chunked;
 }
 
 void RequestWriter::logDroppedBuffer(std::string_view body, const char* method,
@@ -136,38 +141,53 @@ void RequestWriter::logDroppedBuffer(std::string_view body, const char* method,
   }
 }
 
-void RequestWriter::setRequestHeaders(HTTPRequest& request, RequestDetails& details,
-                                      std::uint64_t contentLength) const {
-  details.headers.insert("accept-charset", "utf-8");
-  details.headers.insert("accept-encoding", "identity, gzip, deflate");
-  details.headers.insert("user-agent", kUserAgent);
+// Both are in the order of their names, and so is what they give.
+void RequestWriter::addFields(const RequestDetails& details) {
+  const auto* next = kDefaults.begin();
   for (const auto& [name, value] : details.headers) {
-    if (isFramingHeader(name)) continue;
-    const std::string wireName = latin1(name);
-    if (!request.has(wireName)) request.add(wireName, latin1(value));
+    for (; next != kDefaults.end() && next->name < name; ++next) addField(next->name, next->value);
+    if (next != kDefaults.end() && next->name == name) ++next;
+    if (!isFramingHeader(name)) addField(name, value);
   }
-  const auto cookies = jar_.requestCookies(details.cookies, get<const char*>(details.path));
-  if (!cookies.empty()) request.setCookies(cookies);  // of none it would make an empty field
-  if (!authorization_.empty()) request.set(HTTPRequest::AUTHORIZATION, authorization_);
-  setFraming(request, details, contentLength);
+  for (; next != kDefaults.end(); ++next) addField(next->name, next->value);
 }
 
-void RequestWriter::setFraming(HTTPRequest& request, const RequestDetails& details,
-                               std::uint64_t contentLength) const {
-  if (isBodyless(request.getMethod())) return;
+// REQUIRES: a NUL byte follows name and value.
+void RequestWriter::addField(std::string_view name, std::string_view value) {
+  const auto latin1 = [this](std::string_view utf8) {
+    if (ascii::isPlain(utf8)) return utf8;
+    return head_.keep(charset::utf8ToLatin1(utf8.data()).get());
+  };
+  const std::string_view wireName = latin1(name);
+  if (!head_.has(wireName)) head_.add(wireName, latin1(value));
+}
+
+void RequestWriter::addCookies(const RequestDetails& details) {
+  std::string text;
+  for (const auto& [name, value] :
+       jar_.requestCookies(details.cookies, get<const char*>(details.path))) {
+    if (!text.empty()) text += "; ";
+    text.append(name).append("=").append(value);
+  }
+  if (!text.empty()) head_.add(HTTPRequest::COOKIE, head_.keep(std::move(text)));
+}
+
+bool RequestWriter::addFraming(const RequestDetails& details, std::uint64_t contentLength) {
+  if (isBodyless(head_.method())) return false;
   const std::string* const coding = details.headers.find("transfer-encoding");
   if (coding != nullptr && ascii::equalsIgnoringCase(ascii::trimmed(*coding), "chunked")) {
-    request.setChunkedTransferEncoding(true);
-  } else {
-    request.setContentLength64(static_cast<Poco::Int64>(contentLength));
+    head_.add(HTTPRequest::TRANSFER_ENCODING, HTTPRequest::CHUNKED_TRANSFER_ENCODING);
+    return true;
   }
+  head_.add(HTTPRequest::CONTENT_LENGTH, head_.keep(std::to_string(contentLength)));
+  return false;
 }
 
-void RequestWriter::trace(const HTTPRequest& request, const RequestDetails& details,
-                          bool hasPayload) const {
+void RequestWriter::trace(const RequestDetails& details, bool hasPayload) const {
   if (!logger_.enabled(LogLevel::Trace)) return;
-  for (const auto& [name, value] : request) {
-    logger_.log(LogLevel::Trace, "   request header %s = %s", name, value);
+  for (const RequestHead::Field& field : head_.fields()) {
+    logger_.log(LogLevel::Trace, "   request header %s = %s", std::string(field.name),
+                std::string(field.value));
   }
   const std::string payload = hasPayload ? valueText(details.payload) : "<no payload>";
   logger_.log(LogLevel::Trace, "   request payload: %s", payload);

@@ -1,16 +1,18 @@
 #include "http/session_factory.h"
 
+#include <Poco/Net/HTTPBasicCredentials.h>
+#include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/IPAddress.h>
 #include <openssl/ssl.h>
 
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace com::corvane::connectivity::plugins {
 
 using Poco::Net::Context;
-using Poco::Net::HTTPClientSession;
 
 namespace {
 
@@ -38,39 +40,44 @@ void expectPeer(Context& context, const std::string& host) {
 }
 
 // The system counts milliseconds in 31 bits when it waits.
-Poco::Timespan timeout(std::int64_t seconds) {
+std::int64_t timeoutMs(std::int64_t seconds) {
   constexpr std::int64_t kSecondsMax = std::numeric_limits<std::int32_t>::max() / 1000;
-  return Poco::Timespan(static_cast<long>(std::min(seconds, kSecondsMax)), 0);
+  return std::min(seconds, kSecondsMax) * 1000;
+}
+
+// The value of a field for basic authentication, as the library writes it.
+std::string proxyCredentials(const std::string& user, const std::string& password) {
+  Poco::Net::HTTPRequest scratch;
+  Poco::Net::HTTPBasicCredentials(user, password).proxyAuthenticate(scratch);
+  return scratch.get(Poco::Net::HTTPRequest::PROXY_AUTHORIZATION);
 }
 
 }  // namespace
 
-std::unique_ptr<ClientSession> SessionFactory::create(const std::string& host, std::uint64_t port,
+std::unique_ptr<StrictSession> SessionFactory::create(const std::string& host, std::uint64_t port,
                                                       const ThreadLogger& logger) {
-  std::unique_ptr<ClientSession> session;
+  SessionSettings session;
+  session.host = host;
+  session.port = static_cast<std::uint16_t>(port);
+  session.timeoutMs = timeoutMs(settings_.timeoutSecs);
   if (settings_.tls) {
-    session = createTls(host, port, logger);
+    logTls(host, port, logger);
+    session.tlsContext = tlsContext(host);
   } else {
     logger.log(LogLevel::Info, "Connecting to http://%s:%I64u%s", host, port, settings_.basePath);
-    session = std::make_unique<StrictSession>(connections_, host, static_cast<Poco::UInt16>(port));
   }
-  setProxy(session->base(), logger);
-  session->base().setKeepAlive(true);
-  session->base().setTimeout(timeout(settings_.timeoutSecs));
-  return session;
+  setProxy(session, logger);
+  return std::make_unique<StrictSession>(connections_, std::move(session));
 }
 
-std::unique_ptr<ClientSession> SessionFactory::createTls(const std::string& host,
-                                                         std::uint64_t port,
-                                                         const ThreadLogger& logger) {
+void SessionFactory::logTls(const std::string& host, std::uint64_t port,
+                            const ThreadLogger& logger) const {
   if (settings_.tlsCertificateAuthorityFile.empty()) {
     logger.log(LogLevel::Info, "Connecting to https://%s:%I64u%s", host, port, settings_.basePath);
   } else {
     logger.log(LogLevel::Info, "Connecting to https://%s:%I64u%s using CA file %s", host, port,
                settings_.basePath, settings_.tlsCertificateAuthorityFile);
   }
-  return std::make_unique<StrictSession>(connections_, host, static_cast<Poco::UInt16>(port),
-                                         tlsContext(host));
 }
 
 // Loading the platform's authorities takes some 20 ms and 900 KiB: once a transport, not once a
@@ -90,23 +97,16 @@ Context::Ptr SessionFactory::tlsContext(const std::string& host) {
   return tlsContext_;
 }
 
-// The configuration is explicit also without a proxy: otherwise the process-wide one would be used.
-void SessionFactory::setProxy(HTTPClientSession& session, const ThreadLogger& logger) const {
-  HTTPClientSession::ProxyConfig proxy;
-  proxy.authMethod = HTTPClientSession::PROXY_AUTH_NONE;
-  if (!settings_.proxyHost.empty()) {
-    const auto port = static_cast<std::uint64_t>(settings_.proxyPort);
-    logger.log(LogLevel::Info, "Connecting via proxy server http://%s:%I64u", settings_.proxyHost,
-               port);
-    proxy.host = settings_.proxyHost;
-    proxy.port = static_cast<Poco::UInt16>(port);
-    if (settings_.proxyAuthenticationType == "http_basic") {
-      proxy.authMethod = HTTPClientSession::PROXY_AUTH_HTTP_BASIC;
-      proxy.username = settings_.proxyUser;
-      proxy.password = settings_.proxyPassword;
-    }
+void SessionFactory::setProxy(SessionSettings& session, const ThreadLogger& logger) const {
+  if (settings_.proxyHost.empty()) return;
+  const auto port = static_cast<std::uint64_t>(settings_.proxyPort);
+  logger.log(LogLevel::Info, "Connecting via proxy server http://%s:%I64u", settings_.proxyHost,
+             port);
+  session.proxyHost = settings_.proxyHost;
+  session.proxyPort = static_cast<std::uint16_t>(port);
+  if (settings_.proxyAuthenticationType == "http_basic") {
+    session.proxyAuthorization = proxyCredentials(settings_.proxyUser, settings_.proxyPassword);
   }
-  session.setProxyConfig(proxy);
 }
 
 }  // namespace com::corvane::connectivity::plugins

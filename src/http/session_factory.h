@@ -1,7 +1,7 @@
 // http/session_factory.h : makes client sessions towards the configured server.
 //
-// Role:      one a transport. Chooses plain HTTP or HTTPS, installs the proxy, switches keep-alive
-//            on and sets the time-out. Connects nothing: the first request does.
+// Role:      one a transport. Chooses plain HTTP or HTTPS, installs the proxy and sets the time-out.
+//            Connects nothing: the first request does.
 // Threads:   any worker; the TLS context is made by the first create and shared from then on.
 // Errors:    Poco::Exception, for example when the file of certificate authorities cannot be read.
 #pragma once
@@ -31,16 +31,15 @@ class SessionFactory {
 
   /// A session for `host` and `port` (cut to 16 bits); logs the "Connecting to" lines. The
   /// factory outlives it.
-  std::unique_ptr<ClientSession> create(const std::string& host, std::uint64_t port,
+  std::unique_ptr<StrictSession> create(const std::string& host, std::uint64_t port,
                                         const ThreadLogger& logger);
 
   /// What all sessions with TLS share; made by the first call.
   Poco::Net::Context::Ptr tlsContext(const std::string& host);
 
  private:
-  std::unique_ptr<ClientSession> createTls(const std::string& host, std::uint64_t port,
-                                           const ThreadLogger& logger);
-  void setProxy(Poco::Net::HTTPClientSession& session, const ThreadLogger& logger) const;
+  void logTls(const std::string& host, std::uint64_t port, const ThreadLogger& logger) const;
+  void setProxy(SessionSettings& session, const ThreadLogger& logger) const;
 
   const Settings& settings_;
   Connections connections_;

@@ -1,32 +1,39 @@
-// http/session_socket.h : what a POCO session takes for its socket: a PeerSocket, with TLS on top
-// where that has been started.
+// http/session_socket.h : the socket of a session: a PeerSocket, with TLS on top where that has been
+// started.
 //
 // Threads:   one worker only.
-// Ownership: counted, as POCO's sockets are. Owns connection and TLS.
+// Ownership: owns connection and TLS.
 // Errors:    PeerSocket's and TlsStream's.
 #pragma once
 
-#include <Poco/Net/StreamSocketImpl.h>
+#include <Poco/Net/Context.h>
+#include <Poco/Net/SocketAddress.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "http/peer_socket.h"
 #include "http/tls_stream.h"
 
 namespace com::corvane::connectivity::plugins {
 
-class SessionSocket final : public Poco::Net::StreamSocketImpl {
+class SessionSocket {
  public:
   explicit SessionSocket(Connections& connections) : peer_(connections) {}
+  ~SessionSocket() { close(); }
+  SessionSocket(const SessionSocket&) = delete;
+  SessionSocket& operator=(const SessionSocket&) = delete;
 
   /// Closes what there is and connects, within the time-out.
   void connectTo(const Poco::Net::SocketAddress& address, std::int64_t timeoutMs);
 
   /// From here on all bytes go through TLS. REQUIRES: connected.
   void startTls(const Poco::Net::Context::Ptr& context, const std::string& host);
+
+  bool isOpen() const { return peer_.isOpen(); }
 
   /// The connection, for the bounds of its waits.
   PeerSocket& peer() { return peer_; }
@@ -36,15 +43,13 @@ class SessionSocket final : public Poco::Net::StreamSocketImpl {
   bool hasBytes();
 
   std::size_t receive(char* buffer, std::size_t length);
-  void send(const char* bytes, std::size_t length);
 
-  // For the library, which writes through them.
-  int sendBytes(const void* buffer, int length, int flags) override;
-  void close() noexcept override;
+  /// Sends both, one behind the other.
+  void send(std::string_view first, std::string_view second);
+
+  void close() noexcept;
 
  private:
-  ~SessionSocket() override { SessionSocket::close(); }
-
   PeerSocket peer_;
   std::optional<TlsStream> tls_;
 };

@@ -12,6 +12,9 @@
 namespace com::corvane::connectivity::plugins {
 namespace {
 
+constexpr std::size_t kGatheredBytesMax = 128 * 1024;
+constexpr std::size_t kKeptBytesMax = 32 * 1024;
+
 int clamped(std::size_t length) {
   return static_cast<int>(std::min<std::size_t>(length, std::numeric_limits<int>::max()));
 }
@@ -64,13 +67,38 @@ bool TlsStream::hasBytes() {
   return true;
 }
 
-void TlsStream::send(const char* bytes, std::size_t length) {
-  while (length > 0) {
+// One record after the other, and the system is called for many of them at once.
+void TlsStream::send(std::string_view first, std::string_view second) {
+  gathers_ = true;
+  try {
+    encrypt(first);
+    encrypt(second);
+    sendGathered();
+  } catch (...) {
+    gathers_ = false;
+    gathered_.clear();
+    throw;
+  }
+  gathers_ = false;
+  if (gathered_.capacity() > kKeptBytesMax) std::string().swap(gathered_);
+}
+
+void TlsStream::encrypt(std::string_view bytes) {
+  while (!bytes.empty()) {
     ERR_clear_error();
-    const std::size_t count = outcome(SSL_write(ssl_.get(), bytes, clamped(length)));
+    const std::size_t count = outcome(SSL_write(ssl_.get(), bytes.data(), clamped(bytes.size())));
     if (count == 0) throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
-    bytes += count;
-    length -= count;
+    bytes.remove_prefix(count);
+  }
+}
+
+void TlsStream::sendGathered() {
+  try {
+    peer_.send(gathered_);
+    gathered_.clear();
+  } catch (...) {
+    hasFailed_ = true;
+    throw;
   }
 }
 
@@ -121,7 +149,12 @@ int TlsStream::readFromPeer(BIO* bio, char* buffer, int length) {
 int TlsStream::writeToPeer(BIO* bio, const char* bytes, int length) {
   TlsStream& stream = streamOf(bio);
   try {
-    stream.peer_.send(bytes, static_cast<std::size_t>(length));
+    const std::string_view record(bytes, static_cast<std::size_t>(length));
+    if (!stream.gathers_) {
+      stream.peer_.send(record);
+    } else if (stream.gathered_.append(record).size() >= kGatheredBytesMax) {
+      stream.sendGathered();
+    }
     return length;
   } catch (...) {
     stream.peerFailure_ = std::current_exception();

@@ -16,6 +16,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "http/peer_socket.h"
 
@@ -36,7 +37,7 @@ class TlsStream {
   bool hasBytes();
 
   /// As PeerSocket::send.
-  void send(const char* bytes, std::size_t length);
+  void send(std::string_view first, std::string_view second);
 
   /// Tells the peer that nothing more comes; without waiting, and unless something has failed.
   void close() noexcept;
@@ -51,6 +52,8 @@ class TlsStream {
   static int writeToPeer(BIO* bio, const char* bytes, int length);
   static long control(BIO* bio, int command, long number, void* pointer);
   BIO* makeBio();
+  void encrypt(std::string_view bytes);
+  void sendGathered();
   std::size_t outcome(int result);
 
   PeerSocket& peer_;
@@ -58,6 +61,8 @@ class TlsStream {
   // One a stream: a process that exits frees what it shares while workers still use it.
   const std::unique_ptr<BIO_METHOD, Free> method_;
   const std::unique_ptr<SSL, Free> ssl_;
+  std::string gathered_;  // records that are still to be sent, of one call of send
+  bool gathers_ = false;
   std::exception_ptr peerFailure_;  // what must not pass through the library's own code
   bool peerHasEnded_ = false;
   bool mayWait_ = true;

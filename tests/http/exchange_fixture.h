@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -43,6 +44,17 @@ inline test_support::ScriptedServer::Script droppingTheFirstRequest() {
     connection.send(kEmptyAnswer);
     connection.waitUntilClosed();
   };
+}
+
+/// Sends the head of a request, and what there is of its body.
+inline void sendOn(ClientSession& session, std::string_view method, std::string_view target,
+                   std::string_view body = {}) {
+  RequestHead head;
+  head.begin(method, target);
+  session.begin(head);
+  std::string bytes;
+  head.appendTo(bytes);
+  session.send(bytes, body);
 }
 
 class ExchangeFixture : public testing::Test {

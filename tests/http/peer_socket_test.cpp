@@ -92,7 +92,7 @@ class PeerSocketTest : public testing::Test {
   std::string failureOfLargeSend(std::size_t bytes = 32 * 1024 * 1024) {
     const std::string large(bytes, 'x');
     try {
-      socket_.send(large.data(), large.size());
+      socket_.send(large);
       return "";
     } catch (const Poco::Exception& failure) {
       return failure.displayText();

@@ -1,6 +1,7 @@
 #include "http/session_factory.h"
 
 #include <Poco/Exception.h>
+#include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/InvalidCertificateHandler.h>
 #include <Poco/Net/SSLManager.h>
 
@@ -150,9 +151,7 @@ TEST_F(SessionFactoryTest, TrustsThePlatformsAuthoritiesWithAndWithoutAFile) {
   connectivity10_15_0::Logger log("category");
   ScriptedServer server(identity, ScriptedServer::answeringAll(kOkAnswer));
   const auto session = withFile.create("127.0.0.1", server.port(), ThreadLogger(log, 0));
-  Poco::Net::HTTPRequest request("GET", "/", "HTTP/1.1");
-  session->sendRequest(request);
-  session->flushRequest();
+  sendOn(*session, "GET", "/");
   ResponseHead head;
   session->reader().readHead(head, false);
   EXPECT_EQ(head.status(), 200);
@@ -249,7 +248,7 @@ TEST_F(SessionFactoryTest, WaitsAsLongAsConfigured) {
     host_.setLogLevel(4);
     connectivity10_15_0::Logger log("category");
     const ThreadLogger logger(log, 0);
-    return sessions_.create("server", 80, logger)->base().getTimeout().totalSeconds();
+    return sessions_.create("server", 80, logger)->settings().timeoutMs / 1000;
   };
 
   EXPECT_EQ(secondsFor(120), 120);
@@ -257,15 +256,14 @@ TEST_F(SessionFactoryTest, WaitsAsLongAsConfigured) {
   EXPECT_GT(secondsFor(9'000'000'000'000), 1'000'000);  // no overflow
 }
 
-TEST_F(SessionFactoryTest, CutsPortsToSixteenBitsAndKeepsConnections) {
+TEST_F(SessionFactoryTest, CutsPortsToSixteenBitsAndConnectsNothing) {
   host_.setLogLevel(4);
   connectivity10_15_0::Logger log("category");
 
   const auto session = sessions_.create("server", 65536 + 8080, ThreadLogger(log, 0));
 
-  EXPECT_EQ(session->base().getPort(), 8080);
-  EXPECT_TRUE(session->base().getKeepAlive());
-  EXPECT_FALSE(session->base().connected());
+  EXPECT_EQ(session->settings().port, 8080);
+  EXPECT_FALSE(session->hasInput());
   EXPECT_EQ(host_.texts(),
             std::vector<std::string>{"<category> {0} Connecting to http://server:73616"});
 }
