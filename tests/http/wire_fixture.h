@@ -37,7 +37,7 @@ inline RequestMessage with(Pairs headers, const char* method = "GET",
   return message;
 }
 
-/// The text with another in every place of a third.
+/// The text with every `what` in it become `with`.
 inline std::string replaced(std::string text, const std::string& what, const std::string& with) {
   for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size())) {
     text.replace(at, what.size(), with);
