@@ -1,6 +1,5 @@
 #include "bench/pieces/samples.h"
 
-#include <cstdint>
 #include <utility>
 
 #include "http/ascii.h"
@@ -61,7 +60,7 @@ Message requestMessage(Texts texts) {
   http.insert(data_t("headers"), data_t(std::move(headers)));
   Message message;
   message.payload = body();
-  message.metadata.insert(data_t("requestId"), data_t(std::int64_t{4711}));
+  message.metadata.insert(data_t("requestId"), data_t(kRequestId));
   message.metadata.insert(data_t("http"), data_t(std::move(http)));
   return message;
 }
@@ -69,7 +68,7 @@ Message requestMessage(Texts texts) {
 RequestDetails requestDetails() {
   TextMap headers;
   for (const Field& field : kRequestFields) headers.insert(ascii::lowered(field.name), field.value);
-  return RequestDetails(body(), data_t(std::int64_t{4711}), data_t(kMethod), data_t(kPath),
+  return RequestDetails(body(), data_t(kRequestId), data_t(kMethod), data_t(kPath),
                         std::move(headers), {}, {}, data_t(), 0);
 }
 

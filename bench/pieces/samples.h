@@ -5,8 +5,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "http/names.h"
 #include "http/request_details.h"
@@ -15,6 +15,7 @@ namespace pieces {
 
 inline constexpr std::size_t kBodyBytes = 1024;
 inline constexpr std::size_t kHeaders = 8;
+inline constexpr std::int64_t kRequestId = 4711;
 inline constexpr char kMethod[] = "POST";
 inline constexpr char kPath[] = "/plants/7/lines/3/readings";
 
