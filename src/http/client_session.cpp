@@ -18,6 +18,11 @@ using Poco::Net::HTTPRequest;
 
 namespace {
 
+// For proxies of HTTP/1.0, which take no Connection field for themselves. It goes into a tunnel as
+// well, where the server ignores it.
+constexpr char kProxyConnection[] = "Proxy-Connection";
+constexpr char kKeepAlive[] = "Keep-Alive";
+
 // What a proxy says, as it can stand in a line of a log.
 std::string withoutControls(std::string_view text) {
   std::string result(text);
@@ -41,19 +46,13 @@ std::string hostFieldOf(const SessionSettings& settings) {
   return isDefault ? uriHost(settings.host) : withPort(settings);
 }
 
-std::string proxyPrefixOf(const SessionSettings& settings) {
-  // Through a tunnel the server is asked as if there were no proxy.
-  if (!settings.hasProxy() || settings.isTls()) return {};
-  return "http://" + withPort(settings);
-}
-
 }  // namespace
 
 StrictSession::StrictSession(Connections& connections, SessionSettings settings)
     : ClientSession(static_cast<ByteSource&>(*this)),
       settings_(std::move(settings)),
       hostField_(hostFieldOf(settings_)),
-      proxyPrefix_(proxyPrefixOf(settings_)),
+      proxyPrefix_("http://" + withPort(settings_)),
       socket_(connections) {}
 
 void StrictSession::begin(RequestHead& head) {
@@ -62,11 +61,16 @@ void StrictSession::begin(RequestHead& head) {
   requestNanos_ = Platform::monotonicNanos();
   isFirstSend_ = true;
   if (!head.has(HTTPRequest::HOST)) head.add(HTTPRequest::HOST, hostField_);
-  if (proxyPrefix_.empty()) return;
+  if (!settings_.hasProxy()) return;
+  head.set(kProxyConnection, kKeepAlive);
+  if (settings_.isTls()) return;
   head.setTargetPrefix(proxyPrefix_);
-  if (!settings_.proxyAuthorization.empty()) {
-    head.set(HTTPRequest::PROXY_AUTHORIZATION, settings_.proxyAuthorization);
-  }
+  addProxyAuthorization(head);
+}
+
+void StrictSession::addProxyAuthorization(RequestHead& head) const {
+  if (settings_.proxyAuthorization.empty()) return;
+  head.set(HTTPRequest::PROXY_AUTHORIZATION, settings_.proxyAuthorization);
 }
 
 // What has come while nothing was asked for is no answer to what is asked next (RFC 9112, section
@@ -117,12 +121,10 @@ void StrictSession::openTunnel() {
   const std::string server = withPort(settings_);
   RequestHead request;
   request.begin(HTTPRequest::HTTP_CONNECT, server);
-  request.add("Proxy-Connection", "Keep-Alive");
+  request.add(kProxyConnection, kKeepAlive);
   // The port too (RFC 9112, section 3.2): there are proxies that refuse the two to differ.
   request.add(HTTPRequest::HOST, server);
-  if (!settings_.proxyAuthorization.empty()) {
-    request.add(HTTPRequest::PROXY_AUTHORIZATION, settings_.proxyAuthorization);
-  }
+  addProxyAuthorization(request);
   std::string bytes;
   request.appendTo(bytes);
   socket_.peer().boundStep();

@@ -76,11 +76,12 @@ class StrictSession final : private ByteSource, public ClientSession {
   bool isUsable();
   void connect();
   void openTunnel();
+  void addProxyAuthorization(RequestHead& head) const;
 
   const SessionSettings settings_;
   // Constant, and the same in every request.
   const std::string hostField_;
-  const std::string proxyPrefix_;  // empty where the server is asked as if there were no proxy
+  const std::string proxyPrefix_;  // of the URIs that a proxy is asked for
   SessionSocket socket_;
   std::int64_t requestNanos_ = 0;  // when the latest request began
   bool isFirstSend_ = false;       // of the request
