@@ -44,7 +44,7 @@ void responseMapping(benchmark::State& state) {
   const ThreadLogger logger(log, 0);
   const MessageKeys keys;
   CookieJar jar(true);
-  const ResponseMapping mapping(keys, jar, logger);
+  ResponseMapping mapping(keys, jar, logger);
   const auto cookies = static_cast<std::uint64_t>(state.range(0));
   ResponseHead head;
   head.bytes() = pieces::responseHead(

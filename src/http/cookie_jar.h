@@ -32,6 +32,9 @@ class CookieJar {
   /// Empty. One that is not enabled stores nothing and adds nothing to a request.
   explicit CookieJar(bool enabled) : enabled_(enabled) {}
 
+  /// False: a request has the cookies of its message alone.
+  bool isEnabled() const { return enabled_; }
+
   /// The cookies of a request: the message's own in their order, then the stored ones that apply.
   /// A stored one applies when the message has none of that name, and its path is empty, "/" or,
   /// without regard to case, the whole of `path`: a query counts, and a longer path is another one.

@@ -63,6 +63,18 @@ bool hasScheme(std::string_view target) {
   return delimiter != std::string_view::npos && target[delimiter] == ':';
 }
 
+// A path that a URI made of it would give back as it is: it begins with one slash, and holds nothing
+// that would be decoded, encoded or cut off.
+bool isPlainTarget(std::string_view path) {
+  const auto isPlain = [](char c) {
+    const char lower = ascii::toLower(c);
+    return (lower >= 'a' && lower <= 'z') || ascii::isDigit(c) || c == '/' || c == '-' ||
+           c == '.' || c == '_' || c == '~';
+  };
+  return path.starts_with('/') && !path.starts_with("//") &&
+         std::all_of(path.begin(), path.end(), isPlain);
+}
+
 // Hands the text and the detail of the exception that is being handled on. what() of the library's
 // is a class name only.
 template <typename Handle>
@@ -151,7 +163,12 @@ bool HttpExchange::exchange(RequestDetails& details) {
     logger_.log(LogLevel::Debug, "Handling a request for %s path %s", method,
                 withoutCredentials(get<const char*>(details.path)));
   }
-  const std::string target = targetOf(details);
+  std::string composed;
+  std::string_view target = get<const char*>(details.path);
+  if (!details.queryParameters.empty() || !isPlainTarget(target)) {
+    composed = targetOf(details);
+    target = composed;
+  }
   const std::string_view methodText = method;
   if (methodText.empty() || std::any_of(methodText.begin(), methodText.end(), breaksRequestLine)) {
     throw std::runtime_error(kInvalidMethod);
@@ -213,7 +230,7 @@ std::string HttpExchange::targetOf(const RequestDetails& details) const {
 
 // Sends the request and receives the head of its answer, in at most two attempts. Returns false
 // when the request was answered without being sent.
-bool HttpExchange::receiveHead(const std::string& target, RequestDetails& details) {
+bool HttpExchange::receiveHead(std::string_view target, RequestDetails& details) {
   for (bool retried = false;; retried = true) {
     try {
       return attempt(target, details);
@@ -239,7 +256,7 @@ bool HttpExchange::receiveHead(const std::string& target, RequestDetails& detail
   }
 }
 
-bool HttpExchange::attempt(const std::string& target, RequestDetails& details) {
+bool HttpExchange::attempt(std::string_view target, RequestDetails& details) {
   const bool toHead = std::string_view(get<const char*>(details.method)) == "HEAD";
   std::optional<std::uint64_t> sentBytes;
   try {

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "config/settings.h"
 #include "http/client_session.h"
@@ -68,8 +69,8 @@ class HttpExchange {
   bool handleRedirect(RequestDetails& details);
   void handleRedirectFailure(const char* text, const char* detail,
                              RequestDetails& details) noexcept;
-  bool receiveHead(const std::string& target, RequestDetails& details);
-  bool attempt(const std::string& target, RequestDetails& details);
+  bool receiveHead(std::string_view target, RequestDetails& details);
+  bool attempt(std::string_view target, RequestDetails& details);
   bool readEarlyHead(bool toHead);
   std::string targetOf(const RequestDetails& details) const;
   void readBody(const RequestDetails& details);
@@ -87,7 +88,7 @@ class HttpExchange {
   const ThreadLogger logger_;
   RequestMapping requestMapping_;
   RequestWriter requestWriter_;
-  const ResponseMapping responseMapping_;
+  ResponseMapping responseMapping_;
   const Redirects redirects_;
   std::unique_ptr<ClientSession> session_;
   ResponseHead head_;

@@ -12,7 +12,7 @@ void RequestHead::begin(std::string_view method, std::string_view target) {
   targetPrefix_ = {};
   target_ = target;
   fields_.clear();
-  kept_.clear();
+  if (!kept_.empty()) kept_.clear();
 }
 
 std::size_t RequestHead::indexOf(std::string_view name) const {
@@ -31,7 +31,7 @@ void RequestHead::add(std::string_view name, std::string_view value) {
 void RequestHead::set(std::string_view name, std::string_view value) {
   const std::size_t index = indexOf(name);
   if (index == fields_.size()) {
-    fields_.push_back({name, value});
+    append(name, value);
   } else {
     fields_[index].value = value;
   }

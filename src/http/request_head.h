@@ -39,6 +39,9 @@ class RequestHead {
   /// Adds a field behind those of its name, or at the end.
   void add(std::string_view name, std::string_view value);
 
+  /// Adds a field at the end. REQUIRES: none of its name.
+  void append(std::string_view name, std::string_view value) { fields_.push_back({name, value}); }
+
   /// Gives the first field of its name the value, or adds one at the end.
   void set(std::string_view name, std::string_view value);
 

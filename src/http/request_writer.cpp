@@ -159,10 +159,11 @@ void RequestWriter::addField(std::string_view name, std::string_view value) {
     return head_.keep(charset::utf8ToLatin1(utf8.data()).get());
   };
   const std::string_view wireName = latin1(name);
-  if (!head_.has(wireName)) head_.add(wireName, latin1(value));
+  if (!head_.has(wireName)) head_.append(wireName, latin1(value));
 }
 
 void RequestWriter::addCookies(const RequestDetails& details) {
+  if (details.cookies.empty() && !jar_.isEnabled()) return;
   std::string text;
   for (const auto& [name, value] :
        jar_.requestCookies(details.cookies, get<const char*>(details.path))) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "http/content_coding.h"
 #include "http/inflater.h"
@@ -18,14 +19,20 @@ constexpr std::uint64_t kReservedBytesMax = 8 * 1024 * 1024;
 }  // namespace
 
 void ResponseBody::read(const ResponseHead& head, bool hasBody, ResponseReader& reader) {
-  body_.clear();
+  drop();
   if (!hasBody) return;
   try {
     readDecoded(head, reader);
   } catch (...) {
-    body_.clear();  // what is said about the failure may need the memory
+    drop();  // what is said about the failure may need the memory
     throw;
   }
+}
+
+void ResponseBody::drop() {
+  body_.clear();
+  if (isDirect_) direct_ = buffer_t();
+  isDirect_ = false;
 }
 
 void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader) {
@@ -44,6 +51,10 @@ void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader)
 }
 
 buffer_t ResponseBody::take() {
+  if (isDirect_) {
+    isDirect_ = false;
+    return std::move(direct_);
+  }
   try {
     buffer_t result(body_.size());
     body_.moveTo(result.data());
@@ -54,7 +65,17 @@ buffer_t ResponseBody::take() {
   }
 }
 
+void ResponseBody::readDirect(ResponseReader& reader) {
+  direct_ = buffer_t(reader.expectedBytes());
+  isDirect_ = true;
+  auto* const bytes = reinterpret_cast<char*>(direct_.data());
+  const auto length = static_cast<std::size_t>(direct_.size());
+  for (std::size_t at = 0; !reader.isComplete();) at += reader.readBody(bytes + at, length - at);
+}
+
 void ResponseBody::readPlain(ResponseReader& reader) {
+  const std::uint64_t announced = reader.expectedBytes();
+  if (announced > 0 && announced <= kDirectBytesMax) return readDirect(reader);
   while (!reader.isComplete()) {
     const std::uint64_t expected = reader.expectedBytes();
     const auto piece = static_cast<std::size_t>(expected > 0 ? std::min(expected, kReservedBytesMax)

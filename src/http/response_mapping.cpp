@@ -44,15 +44,16 @@ std::string charsetOf(const Poco::Net::MediaType& type) {
 
 }  // namespace
 
-map_t ResponseMapping::readHeaders(const ResponseHead& head, std::string& contentType,
+map_t ResponseMapping::readHeaders(const ResponseHead& head,
                                    std::set<std::string>& duplicates) const {
   map_t headers;
+  std::string name;
   for (const HeaderField& field : head.fields()) {
-    std::string name = ascii::lowered(field.name);
+    name = field.name;
+    ascii::lower(name);
     if (!ascii::isPlain(name)) name = charset::latin1ToUtf8(name.c_str()).get();
-    if (name == "content-type") contentType = utf8Text(field.value);
     const bool inserted = headers.insert(data_t(name), utf8Value(field.value)).second;
-    if (!inserted) duplicates.insert(std::move(name));
+    if (!inserted) duplicates.insert(name);
   }
   return headers;
 }
@@ -91,27 +92,37 @@ void ResponseMapping::trace(const ResponseHead& head, const data_t& body) const 
   logger_.log(LogLevel::Trace, "   response payload: %s", text);
 }
 
-void ResponseMapping::setContentType(map_t& metadata, const std::string& contentType) const {
-  if (contentType.empty()) return;
-  const Poco::Net::MediaType type(contentType);
-  if (type.hasParameter("charset")) metadata.insert(keys_.charset, data_t(charsetOf(type)));
-  metadata.insert(keys_.contentType,
-                  data_t(ascii::lowered(type.getType() + "/" + type.getSubType())));
+// Of several fields the last counts.
+void ResponseMapping::setContentType(map_t& metadata, const ResponseHead& head) {
+  std::string_view header;
+  for (const HeaderField& field : head.fields()) {
+    if (ascii::equalsIgnoringCase(field.name, "content-type")) header = field.value;
+  }
+  if (header.empty()) return;
+  if (header != contentType_.header) {
+    const Poco::Net::MediaType type(utf8Text(header));
+    ContentType read;
+    read.type = ascii::lowered(type.getType() + "/" + type.getSubType());
+    read.hasCharset = type.hasParameter("charset");
+    if (read.hasCharset) read.charset = charsetOf(type);
+    read.header = header;
+    contentType_ = std::move(read);
+  }
+  if (contentType_.hasCharset) metadata.insert(keys_.charset, data_t(contentType_.charset));
+  metadata.insert(keys_.contentType, data_t(contentType_.type));
 }
 
-Message ResponseMapping::map(const ResponseHead& head, buffer_t body,
-                             RequestDetails& details) const {
+Message ResponseMapping::map(const ResponseHead& head, buffer_t body, RequestDetails& details) {
   logger_.log(LogLevel::Trace, "   response status = %I64d", std::int64_t{head.status()});
-  std::string contentType;
   std::set<std::string> duplicates;
   Message message;
   message.payload = data_t(std::move(body));
-  map_t headers = readHeaders(head, contentType, duplicates);
+  map_t headers = readHeaders(head, duplicates);
   trace(head, message.payload);
   dropDuplicates(headers, duplicates);
 
   message.metadata.insert(keys_.requestId, data_t());
-  setContentType(message.metadata, contentType);
+  setContentType(message.metadata, head);
   map_t http;
   http.insert(keys_.statusCode, data_t(std::int64_t{head.status()}));
   http.insert(keys_.statusReason, data_t(head.reason().data()));

@@ -31,7 +31,7 @@ class ResponseMapping {
 
   /// The message for a response of the server, with `body` as its payload. The jar takes over the
   /// cookies of the response.
-  Message map(const ResponseHead& head, buffer_t body, RequestDetails& details) const;
+  Message map(const ResponseHead& head, buffer_t body, RequestDetails& details);
 
   /// The message for a request that got no response: status 400, the text as reason and payload.
   /// It is still to be addressed.
@@ -42,16 +42,24 @@ class ResponseMapping {
   void address(Message& failure, data_t&& requestId, data_t&& method, data_t&& path) const noexcept;
 
  private:
-  map_t readHeaders(const ResponseHead& head, std::string& contentType,
-                    std::set<std::string>& duplicates) const;
+  // A media type as responses have it, and what their messages say of it.
+  struct ContentType {
+    std::string header;
+    std::string type;
+    std::string charset;
+    bool hasCharset = false;
+  };
+
+  map_t readHeaders(const ResponseHead& head, std::set<std::string>& duplicates) const;
   void dropDuplicates(map_t& headers, const std::set<std::string>& duplicates) const;
   map_t takeCookies(const ResponseHead& head) const;
-  void setContentType(map_t& metadata, const std::string& contentType) const;
+  void setContentType(map_t& metadata, const ResponseHead& head);
   void trace(const ResponseHead& head, const data_t& body) const;
 
   const MessageKeys& keys_;
   CookieJar& jar_;
   const ThreadLogger& logger_;
+  ContentType contentType_;  // of the latest response that had one: most are alike
 };
 
 }  // namespace com::corvane::connectivity::plugins

@@ -212,7 +212,7 @@ class Client {
   const ThreadLogger logger_{log_, 0};
   const MessageKeys keys_;
   CookieJar jar_{true};
-  const ResponseMapping mapping_{keys_, jar_, logger_};
+  ResponseMapping mapping_{keys_, jar_, logger_};
   PairSource source_;
   ResponseReader reader_;
   ResponseHead head_;
