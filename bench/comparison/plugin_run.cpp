@@ -103,12 +103,11 @@ class Host {
     if (result != 0) throw std::runtime_error("the plugin refuses an operation");
   }
 
-  static std::int32_t receive(void* host, kel_message* first, kel_message* end) {
+  static void receive(void* host, kel_message* first, kel_message* end) {
     auto* const answers = reinterpret_cast<Message*>(first);
     for (Message* answer = answers; answer != reinterpret_cast<Message*>(end); ++answer) {
       static_cast<Host*>(host)->take(*answer);
     }
-    return 0;
   }
 
   // In turn: the transport delivers one answer at a time.
@@ -117,9 +116,10 @@ class Host {
     const bool isWanted = get<std::int64_t>(http.find(statusKey_).value()) == 200 &&
                           get<buffer_t>(answer.payload).size() == work_.responseBytes;
     if (!isWanted) measurement_.countFailure();
-    const auto request = static_cast<std::uint64_t>(
-        get<std::int64_t>(answer.metadata.find(requestIdKey_).value()));
-    if (isMeasured_) measurement_.record(request, Platform::monotonicNanos() - beginNanos_[request]);
+    const auto request =
+        static_cast<std::uint64_t>(get<std::int64_t>(answer.metadata.find(requestIdKey_).value()));
+    if (isMeasured_)
+      measurement_.record(request, Platform::monotonicNanos() - beginNanos_[request]);
     if (work_.underWay != 0) room_.release();
     if (--outstanding_ == 0) outstanding_.notify_one();
   }

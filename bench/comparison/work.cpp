@@ -16,7 +16,8 @@ Work parseWork(const std::vector<std::string>& words) {
       words,
       {
           {"--client", [&](const auto& text) { work.client = text; }},
-          {"--port", [&](const auto& text) { work.port = numberIn<std::uint16_t>(text, 1, 65535); }},
+          {"--port",
+           [&](const auto& text) { work.port = numberIn<std::uint16_t>(text, 1, 65535); }},
           {"--authority", [&](const auto& text) { work.authorityFile = text; }},
           {"--connections",
            [&](const auto& text) { work.connections = numberIn<std::int64_t>(text, 1, 1024); }},
