@@ -14,7 +14,7 @@ namespace bench {
 struct Work {
   std::string client = "plugin";     // --client plugin|socket|poco|curl|lifecycle
   std::uint16_t port = 0;            // --port, on 127.0.0.1
-  std::string authorityFile;         // --authority FILE: over TLS, the server verified against it
+  std::string authorityFile{};       // --authority FILE: over TLS, the server verified against it
   std::int64_t connections = 1;      // --connections; the plugin's clients
   std::uint64_t requests = 10'000;   // --requests, measured
   std::uint64_t warmUp = 1'000;      // --warm-up: requests before them
