@@ -6,12 +6,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
 
 #include "bench/server_socket.h"
 #include "bench/server_tls.h"
+#include "runtime/platform.h"
 #include "support/certificates.h"
 #include "support/loopback.h"
 #include "support/temp_dir.h"
@@ -98,6 +100,16 @@ TEST_F(AnsweringServerTest, ReadsAHeadThatComesInPieces) {
   }
 
   EXPECT_EQ(receive(socket, answer("y").size()), answer("y"));
+}
+
+TEST_F(AnsweringServerTest, AnswersNoSoonerThanTheTargetSays) {
+  ServerSocket socket = connect();
+  const std::int64_t beginNanos = com::orvex::Platform::monotonicNanos();
+
+  ASSERT_TRUE(socket.send("GET /answer/1/20 HTTP/1.1\r\n\r\n"));
+
+  EXPECT_EQ(receive(socket, answer("y").size()), answer("y"));
+  EXPECT_GE(com::orvex::Platform::monotonicNanos() - beginNanos, 20'000'000);
 }
 
 TEST_F(AnsweringServerTest, AnAnswerThatIsDueLaterHoldsNothingUp) {
