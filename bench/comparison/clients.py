@@ -28,18 +28,18 @@ class ClientError(Exception):
     """A run that did not do what it was to do."""
 
 
-class OwnClient:
-    """A kind of compare_client."""
+class WorkProgram:
+    """A program that takes the words of a work, and prints its figures as a line of JSON."""
 
-    def __init__(self, kind, folder):
-        self.name = kind
-        self._program = folder / "compare_client"
+    def __init__(self, name, words):
+        self.name = name
+        self._words = words
 
     def missing(self):
         return None
 
     def command(self, server, work, requests, warm_up):
-        words = [self._program, "--client", self.name, "--port", server.port(work)]
+        words = [*self._words, "--port", server.port(work)]
         words += ["--requests", requests, "--warm-up", warm_up, *work.words()]
         return [*words, "--authority", server.authority] if work.tls else words
 
@@ -51,6 +51,11 @@ class OwnClient:
         if figures.get("failures", 0) != 0:
             raise ClientError(f"{figures['failures']} of {requests} requests failed")
         return figures
+
+
+def own_client(kind, folder):
+    """A kind of compare_client, which is in that folder."""
+    return WorkProgram(kind, [folder / "compare_client", "--client", kind])
 
 
 def per_request(ended, requests):

@@ -4,8 +4,9 @@ import unittest
 from pathlib import Path
 
 import chainhost_client
+import syslog_client
 import wrk_client
-from clients import ClientError, OwnClient, per_request
+from clients import ClientError, own_client, per_request
 from program import Ended
 from servers import Server
 from work import Work
@@ -34,7 +35,7 @@ _SUMMARY = (
 
 class OwnClientTest(unittest.TestCase):
     def test_is_told_where_to_ask_and_whom_to_trust(self):
-        client, server = OwnClient("poco", Path("/bench")), Server(80, 443, "/ca.pem")
+        client, server = own_client("poco", Path("/bench")), Server(80, 443, "/ca.pem")
 
         plain = client.command(server, Work(), 10, 5)
         tls = client.command(server, Work(tls=True), 10, 5)
@@ -80,6 +81,19 @@ class ChainhostTest(unittest.TestCase):
     def test_fails_without_a_summary(self):
         with self.assertRaisesRegex(ClientError, "no summary: killed"):
             chainhost_client.rate_of("killed", 3)
+
+
+class SyslogTest(unittest.TestCase):
+    def test_counts_what_its_destination_tells(self):
+        answer = (
+            "dst.http.server#0.http,http://127.0.0.1:1/answer/1024/0.dropped=0\n"
+            "dst.http.server#0.http,http://127.0.0.1:1/answer/1024/0.written=500\n"
+        )
+
+        self.assertEqual(syslog_client.counts_in(answer), {"dropped": 0, "written": 500})
+
+    def test_counts_nothing_before_it_answers(self):
+        self.assertEqual(syslog_client.counts_in("Error connecting control socket\n"), {})
 
 
 class ProgramTest(unittest.TestCase):

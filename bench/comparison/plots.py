@@ -59,7 +59,8 @@ def draw(plot, folder):
 def script(plot, file):
     """What gnuplot is told."""
     lines = [line for line in plot.lines if line.points]
-    ticks = ", ".join(f"'{text}' {position}" for position, text in plot.ticks)
+    # The text of a tick is a format of numbers, too.
+    ticks = ", ".join(f"'{text.replace('%', '%%')}' {position}" for position, text in plot.ticks)
     words = [
         "set terminal svg size 640,400 font 'sans-serif,12' background '#ffffff'",
         f"set output '{file}'",

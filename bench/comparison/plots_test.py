@@ -28,6 +28,15 @@ class PlotsTest(unittest.TestCase):
         self.assertIn("title 'the plugin', $line1 using", text)
         self.assertNotIn("libcurl", text)
 
+    def test_writes_percent_signs_that_are_no_format(self):
+        runs = Runs()
+        (comparison,) = comparisons.paced_comparisons(100, (0.5,))
+        runs.record(comparison, comparison.cell(PLUGIN), {"p99Micros": 10.0})
+
+        plots = plots_of(runs, SHORT)
+
+        self.assertIn("set xtics ('50%%' 0)", script(plots[0], Path("/out/name.svg")))
+
     def test_shows_bodies_as_bytes_a_second(self):
         runs = Runs()
         comparison = comparisons.upload(100 * 1024)
