@@ -9,14 +9,17 @@ import subprocess
 from pathlib import Path
 
 _PACKAGES = ("libpoco-dev", "libcurl4-openssl-dev", "g++", "nginx-light", "wrk", "strace")
+_OPTIONAL_PACKAGES = ("golang-go", "syslog-ng-core", "nodejs")
 
 
 def facts():
     """Pairs of a name and what is so called here."""
+    installed = [name for name in _OPTIONAL_PACKAGES if version_of(name) != "not installed"]
+    packages = [*_PACKAGES, *installed]
     return [
         ("machine", f"{_processor()}, {os.cpu_count()} processors, {_memory_gib():.1f} GiB"),
         ("system", f"{_system()}, Linux {platform.release()}"),
-        ("packages", ", ".join(f"{name} {version_of(name)}" for name in _PACKAGES)),
+        ("packages", ", ".join(f"{name} {version_of(name)}" for name in packages)),
         ("OpenSSL", ssl.OPENSSL_VERSION),
         ("Python", platform.python_version()),
     ]

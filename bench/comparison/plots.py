@@ -29,6 +29,7 @@ class Plot:
     y: str
     ticks: tuple  # (position, text)
     lines: tuple
+    is_logarithmic: bool = False
 
 
 def missing():
@@ -68,8 +69,9 @@ def script(plot, file):
         f"set xlabel '{plot.x}'",
         f"set ylabel '{plot.y}'",
         f"set xtics ({ticks})",
-        "set yrange [0:*]",
-        "set format y '%.0s%c'",
+        f"set xrange [-0.25:{len(plot.ticks) - 0.75}]",
+        "set logscale y" if plot.is_logarithmic else "set yrange [0:*]",
+        "set format y '%.1s%c'",
         "set grid ytics lc '#dddddd'",
         "set key outside below",
     ]
@@ -132,6 +134,7 @@ def _bodies(runs, scale, tls, is_up):
         "bytes/s",
         tuple(enumerate(map(size_text, sizes))),
         _client_lines(runs, ordered, LIBRARIES, factors=sizes),
+        is_logarithmic=True,
     )
 
 
