@@ -23,6 +23,7 @@ class Line:
 
 @dataclass(frozen=True)
 class Plot:
+    group: str  # whose part of the page shows it
     file: str
     title: str
     x: str
@@ -115,6 +116,7 @@ def _point(runs, comparison, cell, name, position, factor=1.0):
 def _connections(runs, scale, tls):
     ordered = [comparisons.small_post(scale, count, tls) for count in scale.connections]
     return Plot(
+        "clients",
         f"connections-{_wire(tls).lower()}",
         f"1 KiB POST, 1 KiB answer, {_wire(tls)}",
         "connections",
@@ -128,6 +130,7 @@ def _bodies(runs, scale, tls, is_up):
     sizes = [size for size in scale.bodies if size >= KIB]
     ordered = [(comparisons.upload if is_up else comparisons.download)(size, tls) for size in sizes]
     return Plot(
+        "bodies",
         f"{'upload' if is_up else 'download'}-{_wire(tls).lower()}",
         f"{'Bodies of requests' if is_up else 'Bodies of answers'}, 8 connections, {_wire(tls)}",
         "body",
@@ -149,7 +152,7 @@ def _keys(runs, scale):
         lines.append(Line(f"delay {delay_ms} ms", colour, tuple(points)))
     ticks = tuple((i, str(keys or "none")) for i, keys in enumerate(scale.keys))
     title = "Keys, 16 clients, 1 KiB POST"
-    return Plot("keys", title, "keys", "requests/s", ticks, tuple(lines))
+    return Plot("keys", "keys", title, "keys", "requests/s", ticks, tuple(lines))
 
 
 def _latency(runs, scale):
@@ -163,4 +166,4 @@ def _latency(runs, scale):
     lines = _client_lines(runs, ordered, (PLUGIN, "socket"), "p99Micros")
     ticks = tuple((i, f"{share:.0%}") for i, share in enumerate(scale.loads))
     title = "p99 of the latency at a steady rate, 8 connections, 1 KiB POST"
-    return Plot("latency", title, "of the peak rate", "µs", ticks, lines)
+    return Plot("latency", "latency", title, "of the peak rate", "µs", ticks, lines)
