@@ -137,8 +137,8 @@ def idle(scale, tls):
     return _of_works(f"idle workers, {'TLS' if tls else 'plain'}", LIFECYCLE, works)
 
 
-def _of_nginx():
-    small = LIBRARIES + (WRK,)
+def _of_nginx(scale):
+    small = LIBRARIES + tuple(name for name in scale.programs if name == WRK)
     return [
         _of_clients(Work(), small, NGINX),
         _of_clients(Work(tls=True), LIBRARIES, NGINX),
@@ -164,7 +164,7 @@ def comparisons_of(group, scale):
         ],
         "clients": lambda: [
             *(small_post(scale, count, tls) for tls in scale.wires for count in scale.connections),
-            *_of_nginx(),
+            *_of_nginx(scale),
         ],
         "bodies": lambda: [
             *(upload(size, tls) for tls in scale.wires for size in scale.bodies if size),
