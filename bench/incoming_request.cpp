@@ -10,7 +10,7 @@ constexpr std::size_t kHeadBytesMax = 16 * 1024;
 constexpr std::size_t kReadBytes = 64 * 1024;
 
 template <class Number>
-std::optional<Number> numberIn(std::string_view text) {
+std::optional<Number> wholeNumber(std::string_view text) {
   Number number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
@@ -34,7 +34,7 @@ IncomingRequest parseHead(std::string_view head) {
   if (path == std::string_view::npos || !line.ends_with(kVersion)) return request;
   const std::size_t id = path + kPath.size();
   request.id =
-      numberIn<std::uint64_t>(line.substr(id, line.size() - kVersion.size() - id)).value_or(0);
+      wholeNumber<std::uint64_t>(line.substr(id, line.size() - kVersion.size() - id)).value_or(0);
   head.remove_prefix(std::min(head.size(), line.size() + 2));
   while (!head.empty()) {
     const std::string_view field = head.substr(0, head.find("\r\n"));
@@ -43,8 +43,9 @@ IncomingRequest parseHead(std::string_view head) {
     if (colon == std::string_view::npos) return IncomingRequest{};
     const std::string_view name = field.substr(0, colon);
     const std::string_view value = field.substr(colon + 2);
-    if (isNamed(name, "content-length")) request.bodyBytes = numberIn<std::size_t>(value).value();
-    if (isNamed(name, "x-order")) request.order = numberIn<std::size_t>(value);
+    if (isNamed(name, "content-length"))
+      request.bodyBytes = wholeNumber<std::size_t>(value).value();
+    if (isNamed(name, "x-order")) request.order = wholeNumber<std::size_t>(value);
     if (isNamed(name, "x-checksum")) request.checksum = value;
   }
   return request;

@@ -21,7 +21,7 @@ void readOptions(const std::vector<std::string>& words, const OptionReaders& rea
 
 /// The number that a text is, from `least` to `most`.
 template <class Number>
-Number optionNumber(const std::string& text, Number least, Number most) {
+Number numberIn(const std::string& text, Number least, Number most) {
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {

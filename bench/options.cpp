@@ -16,7 +16,7 @@ std::vector<std::int64_t> clientsIn(const std::string& text) {
   std::vector<std::int64_t> clients;
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = std::min(text.find(',', begin), text.size());
-    clients.push_back(optionNumber<std::int64_t>(text.substr(begin, end - begin), 1, 256));
+    clients.push_back(numberIn<std::int64_t>(text.substr(begin, end - begin), 1, 256));
     begin = end + 1;
   }
   return clients;
@@ -36,20 +36,20 @@ Options parseOptions(const std::vector<std::string>& words, Options options) {
   const OptionReaders readers{
       {"--clients", [&](const auto& text) { options.clients = clientsIn(text); }},
       {"--wire", [&](const auto& text) { readWire(text, options); }},
-      {"--faults", [&](const auto& text) { options.faultPercent = optionNumber(text, 0.0, 100.0); }},
-      {"--seed", [&](const auto& text) { options.seed = optionNumber(text, 0ul, ~0ul); }},
+      {"--faults", [&](const auto& text) { options.faultPercent = numberIn(text, 0.0, 100.0); }},
+      {"--seed", [&](const auto& text) { options.seed = numberIn(text, 0ul, ~0ul); }},
       {"--body-max",
-       [&](const auto& text) { options.bodyBytesMax = optionNumber(text, 0ul, 1ul << 30); }},
+       [&](const auto& text) { options.bodyBytesMax = numberIn(text, 0ul, 1ul << 30); }},
       {"--under-way",
        [&](const auto& text) {
-         options.underWayMax = optionNumber(text, kUnderWayMin, kUnderWayMost);
+         options.underWayMax = numberIn(text, kUnderWayMin, kUnderWayMost);
        }},
       {"--requests",
-       [&](const auto& text) { options.requests = optionNumber(text, 1ul, 1'000'000'000ul); }},
-      {"--minutes", [&](const auto& text) { options.minutes = optionNumber(text, 0.01, 1e6); }},
-      {"--cycle", [&](const auto& text) { options.cycleSeconds = optionNumber(text, 0.0, 1e6); }},
+       [&](const auto& text) { options.requests = numberIn(text, 1ul, 1'000'000'000ul); }},
+      {"--minutes", [&](const auto& text) { options.minutes = numberIn(text, 0.01, 1e6); }},
+      {"--cycle", [&](const auto& text) { options.cycleSeconds = numberIn(text, 0.0, 1e6); }},
       {"--memory-max",
-       [&](const auto& text) { options.memorySlopeMax = optionNumber(text, 0.0, 1e9); }},
+       [&](const auto& text) { options.memorySlopeMax = numberIn(text, 0.0, 1e9); }},
   };
   readOptions(words, readers);
   return options;

@@ -11,8 +11,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <memory>
-#include <stdexcept>
 #include <system_error>
 #include <thread>
 
@@ -20,11 +18,10 @@
 #include "bench/checksum.h"
 #include "bench/incoming_request.h"
 #include "bench/server_socket.h"
+#include "bench/server_tls.h"
 
 namespace bench {
 namespace {
-
-using TlsContext = std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)>;
 
 [[noreturn]] void refuse(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -36,15 +33,6 @@ struct Shared {
   const FaultSchedule& faults;
   Journal& journal;
 };
-
-TlsContext tlsContext(const test_support::TlsIdentity& identity) {
-  TlsContext context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-  if (SSL_CTX_use_certificate_chain_file(context.get(), identity.certificateFile.c_str()) != 1 ||
-      SSL_CTX_use_PrivateKey_file(context.get(), identity.keyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
-    throw std::runtime_error("cannot use the certificate " + identity.certificateFile);
-  }
-  return context;
-}
 
 class ServedConnection {
  public:
@@ -130,7 +118,7 @@ void acceptAll(const Shared& shared, int listener, SSL_CTX* tls) {
                                const test_support::TlsIdentity& identity) {
   try {
     ::signal(SIGPIPE, SIG_IGN);
-    const TlsContext tls = tlsContext(identity);
+    const TlsContext tls = serverTls(identity);
     const std::thread overTls([&] { acceptAll(shared, listeners[1], tls.get()); });
     acceptAll(shared, listeners[0], nullptr);
   } catch (const std::exception& failure) {

@@ -1,9 +1,9 @@
 // comparison/answering_server.h : the server of the comparison: one thread that answers at once.
 //
 // Role:      costs as little as a server can, so that what is measured is the client. It answers
-//            "<method> /answer/<bytes>/<delay>" with status 200 and a body of so many bytes, after so
-//            many milliseconds; a request's body has to have a Content-Length. Whatever else comes
-//            ends its connection.
+//            "<method> /answer/<bytes>/<delay>" with status 200 and a body of so many bytes, after
+//            so many milliseconds; a request's body has to have a Content-Length. Whatever else
+//            comes ends its connection.
 // Threads:   one thread only.
 // Ownership: borrows the descriptors that it is given.
 // Errors:    std::system_error when the system refuses.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/comparison/exchange_loop.h"
+#include "bench/comparison/lifecycle.h"
 #include "bench/comparison/measurement.h"
 #include "bench/comparison/plugin_run.h"
 #include "bench/comparison/processor.h"
@@ -18,7 +19,8 @@ namespace {
 
 using bench::Work;
 
-void run(const Work& work) {
+std::string run(const Work& work) {
+  if (work.client == "lifecycle") return bench::lifecycleJson(work);
   const std::map<std::string, bench::ExchangeFactory> exchanges{
       {"socket", bench::socketExchange},
       {"poco", bench::pocoExchange},
@@ -32,7 +34,7 @@ void run(const Work& work) {
   } else {
     throw std::invalid_argument("no such client: " + work.client);
   }
-  std::puts(measurement.json().c_str());
+  return measurement.json();
 }
 
 }  // namespace
@@ -42,7 +44,7 @@ int main(int argc, char** argv) {
     const Work work = bench::parseWork(std::vector<std::string>(argv + 1, argv + argc));
     bench::useProcessor(work.processor);
     ::prctl(PR_SET_TIMERSLACK, 1);  // a pace of microseconds is to be kept
-    run(work);
+    std::puts(run(work).c_str());
     return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "compare_client: %s\n", failure.what());

@@ -1,8 +1,8 @@
 // comparison/exchange_loop.h : performs a work with one thread a connection.
 //
 // Threads:   one thread only.
-// Errors:    what opening a connection, or an exchange of the warm-up, throws. A later exchange that
-//            fails is counted, and ends its thread's part.
+// Errors:    what opening a connection, or an exchange of the warm-up, throws. A later exchange
+//            that fails is counted, and ends its thread's part.
 #pragma once
 
 #include "bench/comparison/exchange.h"

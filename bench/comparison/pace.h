@@ -15,7 +15,8 @@ class Pace {
  public:
   /// From now on. `rate` in requests a second; 0: whenever the one before has been answered.
   explicit Pace(double rate)
-      : nanosEach_(rate > 0 ? 1e9 / rate : 0), beginNanos_(com::orvex::Platform::monotonicNanos()) {}
+      : nanosEach_(rate > 0 ? 1e9 / rate : 0),
+        beginNanos_(com::orvex::Platform::monotonicNanos()) {}
 
   /// Waits until a request is due. Result: the time, of Platform::monotonicNanos, from which its
   /// latency counts: when it was due, however late its sender comes.

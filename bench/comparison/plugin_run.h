@@ -1,7 +1,7 @@
 // comparison/plugin_run.h : performs a work through the built plugin, as the smallest host would.
 //
-// Role:      the messages are made beforehand; one thread delivers them in batches, and the host's
-//            function notes the answers. What is measured is the way from one to the other.
+// Role:      what is measured is the whole way from the batch that the host delivers to the
+//            function of the host that takes the answers.
 // Threads:   one thread only.
 // Errors:    std::runtime_error when the plugin cannot be loaded or refuses an operation, or when
 //            the warm-up fails.

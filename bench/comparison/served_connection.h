@@ -53,11 +53,11 @@ class ServedConnection {
 
   const int descriptor_;
   const std::unique_ptr<SSL, FreeSsl> ssl_;
-  std::string input_;            // from the beginning of a head on
+  std::string input_;  // from the beginning of a head on
   bool hasHead_ = false;
-  ServedRequest request_;        // with hasHead_: the one whose body is being received
-  std::uint64_t bodyLeft_ = 0;   // bytes of it that are still to come
-  std::string_view rest_;        // of an answer
+  ServedRequest request_;       // with hasHead_: the one whose body is being received
+  std::uint64_t bodyLeft_ = 0;  // bytes of it that are still to come
+  std::string_view rest_;       // of an answer
 };
 
 }  // namespace bench

@@ -1,0 +1,72 @@
+"""program : runs a program to its end, and tells what it cost."""
+
+import os
+import subprocess
+import tempfile
+import threading
+from dataclasses import dataclass
+
+GUARD_SECS = 300
+
+
+class ProgramError(Exception):
+    """A program that failed, with its own words."""
+
+
+@dataclass(frozen=True)
+class Ended:
+    output: str
+    errors: str
+    processor_micros: tuple  # user, system; of its children, too, that it has waited for
+    switches: tuple  # voluntary, involuntary
+
+
+def pinned(command, processor):
+    """The command on one processor; None: on any."""
+    words = [str(word) for word in command]
+    return words if processor is None else ["taskset", "-c", str(processor), *words]
+
+
+def run(command, processor=None, environment=None, input_file=os.devnull):
+    """ProgramError when the program does not end with 0."""
+    with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
+        with open(input_file, "rb") as source:
+            process = subprocess.Popen(
+                pinned(command, processor),
+                stdin=source,
+                stdout=output,
+                stderr=errors,
+                env={**os.environ, **(environment or {})},
+            )
+        code, usage = _wait(process)
+        ended = Ended(
+            _text(output),
+            _text(errors),
+            (usage.ru_utime * 1e6, usage.ru_stime * 1e6),
+            (usage.ru_nvcsw, usage.ru_nivcsw),
+        )
+    if code != 0:
+        words = " ".join(map(str, command))
+        raise ProgramError(f"{words}: ended with {code}: {ended.errors.strip() or ended.output}")
+    return ended
+
+
+# Like wait(), which does not tell the usage of this one process.
+def _wait(process):
+    guard = threading.Timer(GUARD_SECS, process.kill)
+    guard.start()
+    try:
+        _, status, usage = os.wait4(process.pid, 0)
+    except BaseException:
+        process.kill()
+        process.wait()
+        raise
+    finally:
+        guard.cancel()
+    process.returncode = os.waitstatus_to_exitcode(status)
+    return process.returncode, usage
+
+
+def _text(file):
+    file.seek(0)
+    return file.read().decode("utf-8", errors="replace")
