@@ -62,8 +62,7 @@ void requestWriter(benchmark::State& state) {
   };
 
   RequestDetails first = pieces::requestDetails();
-  if (send(first) != pieces::kBodyBytes ||
-      !isWholeRequest(session.bytes(), state.range(0) > 0)) {
+  if (send(first) != pieces::kBodyBytes || !isWholeRequest(session.bytes(), state.range(0) > 0)) {
     return state.SkipWithError("the request is not whole");
   }
   pieces::measurePrepared(state, pieces::requestDetails, [&](RequestDetails& details) {

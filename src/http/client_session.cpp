@@ -56,9 +56,12 @@ StrictSession::StrictSession(Connections& connections, SessionSettings settings)
       socket_(connections) {}
 
 void StrictSession::begin(RequestHead& head) {
-  if (!isUsable()) reset();
+  const std::int64_t now = Platform::monotonicNanos();
+  // What has come while nothing was asked for is no answer to what is asked next (RFC 9112, section
+  // 9.3): a server tells, for one, that it has waited too long.
+  if (now - requestNanos_ >= kKeptNanos || socket_.hasBytes()) reset();
   if (!socket_.isOpen()) connect();
-  requestNanos_ = Platform::monotonicNanos();
+  requestNanos_ = now;
   isFirstSend_ = true;
   if (!head.has(HTTPRequest::HOST)) head.add(HTTPRequest::HOST, hostField_);
   if (!settings_.hasProxy()) return;
@@ -71,12 +74,6 @@ void StrictSession::begin(RequestHead& head) {
 void StrictSession::addProxyAuthorization(RequestHead& head) const {
   if (settings_.proxyAuthorization.empty()) return;
   head.set(HTTPRequest::PROXY_AUTHORIZATION, settings_.proxyAuthorization);
-}
-
-// What has come while nothing was asked for is no answer to what is asked next (RFC 9112, section
-// 9.3): a server tells, for one, that it has waited too long.
-bool StrictSession::isUsable() {
-  return !socket_.hasBytes() && Platform::monotonicNanos() - requestNanos_ < kKeptNanos;
 }
 
 void StrictSession::send(std::string_view first, std::string_view second) {

@@ -1,10 +1,10 @@
 // http/client_session.h : one worker's connection to the server: when one is made, what is sent on
 // it, and strict reading.
 //
-// Role:      joins a SessionSocket (connecting, TLS, waiting) with a ResponseReader (receiving), and
-//            decides when a connection is used again. The HTTP sessions of the library that does the
-//            rest are not used: they deliver bodies that were cut short as whole ones, let the rest
-//            of one answer begin the next, and send 4,096 bytes at a time.
+// Role:      joins a SessionSocket (connecting, TLS, waiting) with a ResponseReader (receiving),
+//            and decides when a connection is used again. POCO's own sessions are not used: they
+//            deliver bodies that were cut short as whole ones, let the rest of one answer begin
+//            the next, and send 4,096 bytes at a time.
 // Threads:   one worker only.
 // Ownership: the connection closes with the session.
 // Errors:    SessionSocket's and ResponseReader's; Poco::Net::NetException for a host name that
@@ -73,7 +73,6 @@ class StrictSession final : private ByteSource, public ClientSession {
   void beginBody() override { socket_.peer().boundStretches(); }
   std::size_t receive(char* buffer, std::size_t length) override;
 
-  bool isUsable();
   void connect();
   void openTunnel();
   void addProxyAuthorization(RequestHead& head) const;

@@ -63,8 +63,8 @@ bool hasScheme(std::string_view target) {
   return delimiter != std::string_view::npos && target[delimiter] == ':';
 }
 
-// A path that a URI made of it would give back as it is: it begins with one slash, and holds nothing
-// that would be decoded, encoded or cut off.
+// A path that a URI made of it would give back as it is: it begins with one slash, and holds
+// nothing that would be decoded, encoded or cut off.
 bool isPlainTarget(std::string_view path) {
   const auto isPlain = [](char c) {
     const char lower = ascii::toLower(c);

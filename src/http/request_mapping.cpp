@@ -108,12 +108,14 @@ void RequestMapping::addContentHeaders(map_t& metadata, const data_t& payload,
                                        TextMap& headers) const {
   const auto contentType = metadata.find(keys_.contentType);
   if (contentType == metadata.end()) return;  // a charset alone says nothing
-  std::string type = withoutLineBreaks(ascii::lowered(textOf(contentType.value())));
+  std::string type = withoutLineBreaks(textOf(contentType.value()));
+  ascii::lower(type);
   headers.insert("accept", type);
 
   const auto charset = metadata.find(keys_.charset);
   if (charset != metadata.end()) {
-    std::string name = withoutLineBreaks(ascii::lowered(textOf(charset.value())));
+    std::string name = withoutLineBreaks(textOf(charset.value()));
+    ascii::lower(name);
     if (name == "utf8") name = "utf-8";
     if (type.starts_with("text/")) type += ";charset=" + name;
     headers.insert("accept-charset", std::move(name));

@@ -3,6 +3,7 @@
 #include <Poco/Net/NetException.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "http/ascii.h"
@@ -13,15 +14,23 @@ using Poco::Net::MessageException;
 
 namespace {
 
-// The characters of a token: RFC 9110, section 5.6.2.
-bool isTokenCharacter(char c) {
+// Names are tokens (RFC 9110, section 5.6.2); bytes above 0x7F, which some servers send in them,
+// stand for ISO-8859-1.
+constexpr std::array<bool, 256> nameCharacters() {
   constexpr std::string_view kSymbols = "!#$%&'*+-.^_`|~";
-  return ascii::isDigit(c) || (ascii::toLower(c) >= 'a' && ascii::toLower(c) <= 'z') ||
-         kSymbols.find(c) != std::string_view::npos;
+  std::array<bool, 256> result{};
+  for (std::size_t byte = 0; byte < result.size(); ++byte) {
+    const char c = static_cast<char>(byte);
+    const char lower = ascii::toLower(c);
+    result[byte] = byte > 0x7F || ascii::isDigit(c) || (lower >= 'a' && lower <= 'z') ||
+                   kSymbols.find(c) != std::string_view::npos;
+  }
+  return result;
 }
 
-// Names are tokens; bytes above 0x7F, which some servers send in them, stand for ISO-8859-1.
-bool isNameCharacter(char c) { return c < 0 || isTokenCharacter(c); }
+constexpr std::array<bool, 256> kNameCharacters = nameCharacters();
+
+bool isNameCharacter(char c) { return kNameCharacters[static_cast<unsigned char>(c)]; }
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 

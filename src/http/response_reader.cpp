@@ -102,6 +102,23 @@ void ResponseReader::readHead(ResponseHead& head, bool toHead) {
   settleFraming(head, toHead);
 }
 
+// The number of bytes up to the end of the head, if the buffer has all of it; else 0.
+std::size_t ResponseReader::bufferedHeadBytes() const {
+  const char* const first = buffer_.data() + begin_;
+  const char* const last = buffer_.data() + end_;
+  for (const char* line = first; line != last;) {
+    const bool isEmptyLine =
+        *line == '\n' || (*line == '\r' && line + 1 != last && line[1] == '\n');
+    if (isEmptyLine && line == first) return 0;  // before the head
+    if (isEmptyLine) return static_cast<std::size_t>(line - first) + (*line == '\n' ? 1 : 2);
+    const auto length = static_cast<std::size_t>(last - line);
+    const auto* const feed = static_cast<const char*>(std::memchr(line, '\n', length));
+    if (feed == nullptr) return 0;
+    line = feed + 1;
+  }
+  return 0;
+}
+
 // Appends bytes up to and including the empty line that ends the head.
 void ResponseReader::collectHead(ResponseHead& head, std::size_t bytesMax) {
   std::string& bytes = head.bytes();
@@ -111,6 +128,12 @@ void ResponseReader::collectHead(ResponseHead& head, std::size_t bytesMax) {
     if (begin_ == end_ && !fill()) {
       if (bytes.empty()) throw NoMessageException();
       throw MessageException("Connection closed inside the response head");
+    }
+    const std::size_t whole = bytes.empty() && skipped == 0 ? bufferedHeadBytes() : 0;
+    if (whole > 0) {
+      bytes.assign(buffer_.data() + begin_, whole);
+      begin_ += whole;
+      return;
     }
     const char* const first = buffer_.data() + begin_;
     const auto* const feed = static_cast<const char*>(std::memchr(first, '\n', end_ - begin_));

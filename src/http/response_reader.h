@@ -82,6 +82,7 @@ class ResponseReader {
   enum class Framing { None, Length, Chunked, UntilClose };
 
   void collectHead(ResponseHead& head, std::size_t bytesMax);
+  std::size_t bufferedHeadBytes() const;
   void settleFraming(const ResponseHead& head, bool toHead);
   void settleLength(const ResponseHead& head);
   std::size_t readBytes(char* buffer, std::size_t length);

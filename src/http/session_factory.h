@@ -1,7 +1,7 @@
 // http/session_factory.h : makes client sessions towards the configured server.
 //
-// Role:      one a transport. Chooses plain HTTP or HTTPS, installs the proxy and sets the time-out.
-//            Connects nothing: the first request does.
+// Role:      one a transport. Chooses plain HTTP or HTTPS, installs the proxy and sets the
+//            time-out. Connects nothing: the first request does.
 // Threads:   any worker; the TLS context is made by the first create and shared from then on.
 // Errors:    Poco::Exception, for example when the file of certificate authorities cannot be read.
 #pragma once

@@ -1,5 +1,5 @@
-// http/session_socket.h : the socket of a session: a PeerSocket, with TLS on top where that has been
-// started.
+// http/session_socket.h : the socket of a session: a PeerSocket, with TLS on top where that has
+// been started.
 //
 // Threads:   one worker only.
 // Ownership: owns connection and TLS.

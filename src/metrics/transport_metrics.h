@@ -12,6 +12,7 @@
 // Limits:    figures stop at the largest signed 64-bit number.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -92,11 +93,10 @@ class TransportMetrics {
     Item maximumItem;
   };
 
-  void setStatus(const char* text) noexcept;
-
   BusyRecord busyRecord_;
   Utilization utilization_{busyRecord_};
   orvex::Mutex statusMutex_{"TransportStatusMutex"};
+  std::atomic<bool> isOnline_ = false;  // as the item says; changed under statusMutex_
   orvex::Mutex requestMutex_{"RequestMetricsMutex"};  // guards requestSize_
   Averages latency_;
   SizeFigures requestSize_;

@@ -52,23 +52,26 @@ map_t::const_iterator map_t::begin() const {
 }
 map_t::const_iterator map_t::end() const { return {this, capacity()}; }
 
+// Nothing that is called here changes the map, so that no step needs to look whether it has
+// changed.
 map_t::Located map_t::locate(const data_t& key, std::uint64_t hash) const {
   Located result;
-  if (capacity() == 0) return result;
-  const std::uint64_t start = hash % capacity();
-  const_iterator probe(this, start);
+  const std::uint64_t slotCount = capacity();
+  if (slotCount == 0) return result;
+  const Slot* const first = slots();
+  const std::uint64_t start = hash % slotCount;
+  std::uint64_t index = start;
   do {
-    probe.check();
-    const Slot& slot = probe.slots_[probe.index_];
+    const Slot& slot = first[index];
     if (slot.isFree() || slot.isDeleted()) {
-      if (result.vacant == kNone) result.vacant = probe.index_;
+      if (result.vacant == kNone) result.vacant = index;
       if (slot.isFree()) return result;
     } else if (slot.hash == hash && slot.key == key) {
-      result.found = probe.index_;
+      result.found = index;
       return result;
     }
-    probe.index_ = probe.index_ + 1 == probe.capacity_ ? 0 : probe.index_ + 1;
-  } while (probe.index_ != start);
+    index = index + 1 == slotCount ? 0 : index + 1;
+  } while (index != start);
   return result;
 }
 

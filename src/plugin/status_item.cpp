@@ -60,12 +60,14 @@ void StatusItem::set(std::string_view text) {
 }
 
 void StatusItem::setUnlocked(std::string_view text) {
+  shown_.store(kNoNumber, std::memory_order_relaxed);
   if (text == value_) return;
   value_ = text;
   callHost([this] { kel_set_user_status_item(itemHandle_, value_.c_str()); });
 }
 
 void StatusItem::set(std::int64_t value) noexcept {
+  if (shows(value)) return;
   AutoMutex lock(mutex_);
   integer_ = value;
   publishInteger();
@@ -81,6 +83,7 @@ void StatusItem::publishInteger() noexcept {
   std::array<char, kNumberBytes> digits;
   const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), integer_);
   setUnlocked(std::string_view(digits.data(), written.ptr));
+  shown_.store(integer_, std::memory_order_relaxed);
 }
 
 }  // namespace com::corvane::connectivity10_15_0

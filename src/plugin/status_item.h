@@ -10,7 +10,9 @@
 // Invariants: the host is called only when the text differs from the last one sent.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -45,6 +47,7 @@ class StatusItem {
   /// locks nor throws.
   template <typename Read>
   void setTo(const Read& read) noexcept {
+    if (shows(read())) return;
     orvex::AutoMutex lock(mutex_);
     integer_ = read();
     publishInteger();
@@ -56,11 +59,20 @@ class StatusItem {
   orvex::Mutex& mutex() OV_RETURN_CAPABILITY(mutex_) { return mutex_; }
 
  private:
+  // What no text is shown for, the least number apart, whose text is always made anew.
+  static constexpr std::int64_t kNoNumber = std::numeric_limits<std::int64_t>::min();
+
   void publishInteger() noexcept OV_REQUIRES(mutex_);
+  bool shows(std::int64_t value) const noexcept {
+    return value != kNoNumber && shown_.load(std::memory_order_relaxed) == value;
+  }
 
   std::int64_t integer_ OV_GUARDED_BY(mutex_);
   const std::string key_;
   std::string value_ OV_GUARDED_BY(mutex_);  // as last sent
+  // The number whose text that is, so that a number that is shown already costs no lock; changed
+  // under the mutex.
+  std::atomic<std::int64_t> shown_ = kNoNumber;
   void* const statusHandle_;
   void* itemHandle_;
   orvex::Mutex mutex_{"StatusItem"};

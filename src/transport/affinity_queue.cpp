@@ -64,7 +64,8 @@ void AffinityQueue::waitForSpace() {
                   static_cast<std::int32_t>(items));
       fullReported_ = true;
     }
-    // Consumers that sleep while they are called to what this batch has added would never make room.
+    // Consumers that sleep while they are called to what this batch has added would never make
+    // room.
     broadcast();
     awaitTake();
   }

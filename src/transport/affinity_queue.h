@@ -11,10 +11,10 @@
 //            unkeyed item is taken once; 3) terminated wins over items that still wait.
 // Limits:    Limits::capacity items, beyond which a producer that may wait does.
 //
-// Who is woken: for each item one consumer that waits and has not been called for another item yet,
-// by a condition of its own; an item that finds none will be looked for by whoever comes free. Calls
-// go out once a batch, after the mutex has been given back where that can be: a thread that wakes to
-// find the mutex held goes to sleep again.
+// Who is woken: for each item one consumer that waits and has not been called for another item
+// yet, by a condition of its own; an item that finds none will be looked for by whoever comes free.
+// Calls go out once a batch, after the mutex has been given back where that can be: a thread that
+// wakes to find the mutex held goes to sleep again.
 //
 // An unkeyed item belongs at the tail of every consumer's list. It is kept once, on a list that
 // all consumers share, with its number in the order of adding: a consumer's list is the merge of

@@ -14,8 +14,6 @@ using test_support::HttpRequest;
 using test_support::ScriptedServer;
 using testing::ElementsAre;
 
-constexpr char kEmptyAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
-
 class RequestBytesTest : public ExchangeFixture {
  protected:
   /// The one request that a message becomes.

@@ -188,6 +188,19 @@ RESOURCES_EXPORT ssize_t sendto(int descriptor, const void* bytes, size_t length
   return next(descriptor, bytes, limited(length), flags, address, addressLength);
 }
 
+RESOURCES_EXPORT ssize_t sendmsg(int descriptor, const msghdr* message, int flags) {
+  static const auto next = nextFunction<decltype(&sendmsg)>("sendmsg");
+  if (fails(Call::Write)) return -1;
+  iovec first = message->msg_iov[0];
+  const size_t length = limited(first.iov_len);
+  if (length == first.iov_len) return next(descriptor, message, flags);
+  first.iov_len = length;
+  msghdr part = *message;
+  part.msg_iov = &first;
+  part.msg_iovlen = 1;
+  return next(descriptor, &part, flags);
+}
+
 RESOURCES_EXPORT ssize_t write(int descriptor, const void* bytes, size_t length) {
   static const auto next = nextFunction<decltype(&write)>("write");
   return fails(Call::Write) ? -1 : next(descriptor, bytes, limited(length));

@@ -24,7 +24,7 @@ enum class Call {
   Resolve,  // getaddrinfo; its errors are EAI_...
   SetOption,
   Socket,
-  Write,  // send, sendto and write
+  Write,  // send, sendto, sendmsg and write
 };
 
 const char* nameOf(Call call);
