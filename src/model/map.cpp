@@ -52,26 +52,26 @@ map_t::const_iterator map_t::begin() const {
 }
 map_t::const_iterator map_t::end() const { return {this, capacity()}; }
 
-// Nothing that is called here changes the map, so that no step needs to look whether it has
-// changed.
 map_t::Located map_t::locate(const data_t& key, std::uint64_t hash) const {
   Located result;
-  const std::uint64_t slotCount = capacity();
-  if (slotCount == 0) return result;
-  const Slot* const first = slots();
-  const std::uint64_t start = hash % slotCount;
-  std::uint64_t index = start;
+  if (capacity() == 0) return result;
+  const std::uint64_t start = hash % capacity();
+  const_iterator probe(this, start);
   do {
-    const Slot& slot = first[index];
+    const Slot& slot = probe.slots_[probe.index_];
     if (slot.isFree() || slot.isDeleted()) {
-      if (result.vacant == kNone) result.vacant = index;
+      if (result.vacant == kNone) result.vacant = probe.index_;
       if (slot.isFree()) return result;
-    } else if (slot.hash == hash && slot.key == key) {
-      result.found = index;
-      return result;
+    } else if (slot.hash == hash) {
+      const bool isEqual = slot.key == key;
+      probe.check();  // keys that are containers have the host compute hashes
+      if (isEqual) {
+        result.found = probe.index_;
+        return result;
+      }
     }
-    index = index + 1 == slotCount ? 0 : index + 1;
-  } while (index != start);
+    probe.index_ = probe.index_ + 1 == probe.capacity_ ? 0 : probe.index_ + 1;
+  } while (probe.index_ != start);
   return result;
 }
 
