@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "http/ascii.h"
 
@@ -38,10 +39,33 @@ void RequestHead::set(std::string_view name, std::string_view value) {
 }
 
 void RequestHead::appendTo(std::string& bytes) const {
-  const auto append = [&bytes](auto... texts) { (bytes.append(texts), ...); };
-  append(method_, " ", targetPrefix_, target_, " HTTP/1.1\r\n");
-  for (const Field& field : fields_) append(field.name, ": ", field.value, "\r\n");
-  append("\r\n");
+  constexpr std::string_view kVersion = " HTTP/1.1\r\n";
+  constexpr std::string_view kSeparator = ": ";
+  constexpr std::string_view kLineEnd = "\r\n";
+  std::size_t length = method_.size() + 1 + targetPrefix_.size() + target_.size() +
+                       kVersion.size() + kLineEnd.size();
+  for (const Field& field : fields_) {
+    length += field.name.size() + kSeparator.size() + field.value.size() + kLineEnd.size();
+  }
+  const std::size_t begin = bytes.size();
+  bytes.resize(begin + length);
+  char* to = bytes.data() + begin;
+  const auto put = [&to](std::string_view text) {
+    if (!text.empty()) std::memcpy(to, text.data(), text.size());  // an empty one may be null
+    to += text.size();
+  };
+  put(method_);
+  put(" ");
+  put(targetPrefix_);
+  put(target_);
+  put(kVersion);
+  for (const Field& field : fields_) {
+    put(field.name);
+    put(kSeparator);
+    put(field.value);
+    put(kLineEnd);
+  }
+  put(kLineEnd);
 }
 
 }  // namespace com::corvane::connectivity::plugins

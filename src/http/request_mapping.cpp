@@ -27,10 +27,10 @@ bool hasContent(const data_t& payload) {
 }
 
 data_t takeString(map_t& http, const MapKey& key, const char* absent, const char* otherKind) {
-  const auto entry = http.find(key);
-  if (entry == http.end()) throw std::runtime_error(absent);
-  if (!entry.value().isString()) throw std::runtime_error(otherKind);
-  return take(entry.value());
+  data_t* const value = http.valueOf(key);
+  if (value == nullptr) throw std::runtime_error(absent);
+  if (!value->isString()) throw std::runtime_error(otherKind);
+  return take(*value);
 }
 
 // A name that would end before its end, or be read as another one, must not reach the wire. The
@@ -66,10 +66,14 @@ std::string withoutLineBreaks(std::string text) {
 
 TextMap RequestMapping::readHeaders(map_t& http, std::vector<std::string>& duplicates) const {
   TextMap headers;
-  const auto found = http.find(keys_.headers);
-  if (found == http.end()) return headers;
-  map_t& entries = get<map_t>(found.value());
-  headers.reserve(entries.size() + 6);  // and those that every request gets
+  constexpr std::size_t kContentHeaders = 3;
+  data_t* const found = http.valueOf(keys_.headers);
+  if (found == nullptr) {
+    headers.reserve(kContentHeaders);
+    return headers;
+  }
+  map_t& entries = get<map_t>(*found);
+  headers.reserve(entries.size() + kContentHeaders);
   for (auto& entry : entries) {
     std::string name = withoutLineBreaks(textOf(entry.key()));
     checkName(name);
@@ -90,9 +94,9 @@ TextMap RequestMapping::readHeaders(map_t& http, std::vector<std::string>& dupli
 
 TextMap RequestMapping::readTexts(map_t& http, const MapKey& key, bool clean) const {
   TextMap texts;
-  const auto found = http.find(key);
-  if (found == http.end()) return texts;
-  for (auto& entry : get<map_t>(found.value())) {
+  data_t* const found = http.valueOf(key);
+  if (found == nullptr) return texts;
+  for (auto& entry : get<map_t>(*found)) {
     std::string name = textOf(entry.key());
     std::string value = textOf(entry.value());
     if (clean) {
@@ -106,15 +110,15 @@ TextMap RequestMapping::readTexts(map_t& http, const MapKey& key, bool clean) co
 
 void RequestMapping::addContentHeaders(map_t& metadata, const data_t& payload,
                                        TextMap& headers) const {
-  const auto contentType = metadata.find(keys_.contentType);
-  if (contentType == metadata.end()) return;  // a charset alone says nothing
-  std::string type = withoutLineBreaks(textOf(contentType.value()));
+  const data_t* const contentType = metadata.valueOf(keys_.contentType);
+  if (contentType == nullptr) return;  // a charset alone says nothing
+  std::string type = withoutLineBreaks(textOf(*contentType));
   ascii::lower(type);
   headers.insert("accept", type);
 
-  const auto charset = metadata.find(keys_.charset);
-  if (charset != metadata.end()) {
-    std::string name = withoutLineBreaks(textOf(charset.value()));
+  const data_t* const charset = metadata.valueOf(keys_.charset);
+  if (charset != nullptr) {
+    std::string name = withoutLineBreaks(textOf(*charset));
     ascii::lower(name);
     if (name == "utf8") name = "utf-8";
     if (type.starts_with("text/")) type += ";charset=" + name;
@@ -131,12 +135,12 @@ data_t RequestMapping::fullPath(data_t& path) const {
 RequestDetails RequestMapping::map(Message& message, double startTime) {
   requestId_ = data_t();
   map_t noHttp;
-  const auto httpEntry = message.metadata.find(keys_.http);
-  map_t& http = httpEntry == message.metadata.end() ? noHttp : get<map_t>(httpEntry.value());
+  data_t* const httpValue = message.metadata.valueOf(keys_.http);
+  map_t& http = httpValue == nullptr ? noHttp : get<map_t>(*httpValue);
 
-  const auto idEntry = message.metadata.find(keys_.requestId);
-  if (idEntry == message.metadata.end()) throw std::runtime_error("No request Id");
-  requestId_ = take(idEntry.value());
+  data_t* const id = message.metadata.valueOf(keys_.requestId);
+  if (id == nullptr) throw std::runtime_error("No request Id");
+  requestId_ = take(*id);
 
   data_t method = takeString(http, keys_.method, "No method", "http.method must be a string");
   data_t path = takeString(http, keys_.path, "No path", "http.path must be a string");
@@ -147,8 +151,8 @@ RequestDetails RequestMapping::map(Message& message, double startTime) {
   TextMap query = readTexts(http, keys_.queryString, false);
 
   data_t form;
-  const auto formEntry = http.find(keys_.form);
-  if (formEntry != http.end()) form = take(formEntry.value());
+  data_t* const formValue = http.valueOf(keys_.form);
+  if (formValue != nullptr) form = take(*formValue);
 
   for (const std::string& name : duplicates) {
     logger_.log(LogLevel::Warn,

@@ -133,10 +133,10 @@ Message ResponseMapping::map(const ResponseHead& head, buffer_t body, RequestDet
   message.metadata.insert(keys_.http, data_t(std::move(http)));
 
   // Nothing fails from here on. Before, the record has to stay whole for a failure response.
-  map_t& placed = get<map_t>(message.metadata.find(keys_.http).value());
-  message.metadata.find(keys_.requestId).value() = std::move(details.requestId);
-  placed.find(keys_.method).value() = std::move(details.method);
-  placed.find(keys_.path).value() = std::move(details.path);
+  map_t& placed = get<map_t>(*message.metadata.valueOf(keys_.http));
+  *message.metadata.valueOf(keys_.requestId) = std::move(details.requestId);
+  *placed.valueOf(keys_.method) = std::move(details.method);
+  *placed.valueOf(keys_.path) = std::move(details.path);
   return message;
 }
 
@@ -157,10 +157,10 @@ Message ResponseMapping::mapFailure(const char* text) const {
 
 void ResponseMapping::address(Message& failure, data_t&& requestId, data_t&& method,
                               data_t&& path) const noexcept {
-  map_t& http = get<map_t>(failure.metadata.find(keys_.http).value());
-  failure.metadata.find(keys_.requestId).value() = std::move(requestId);
-  if (!method.isEmpty()) http.find(keys_.method).value() = std::move(method);
-  if (!path.isEmpty()) http.find(keys_.path).value() = std::move(path);
+  map_t& http = get<map_t>(*failure.metadata.valueOf(keys_.http));
+  *failure.metadata.valueOf(keys_.requestId) = std::move(requestId);
+  if (!method.isEmpty()) *http.valueOf(keys_.method) = std::move(method);
+  if (!path.isEmpty()) *http.valueOf(keys_.path) = std::move(path);
 }
 
 }  // namespace com::corvane::connectivity::plugins

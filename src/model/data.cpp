@@ -99,12 +99,6 @@ data_t::data_t(custom_t&& custom) noexcept : data_t() {
   value_.tag = KEL_TAG_CUSTOM;
 }
 
-data_t& data_t::operator=(data_t&& other) noexcept {
-  data_t taken(std::move(other));
-  std::swap(value_, taken.value_);
-  return *this;
-}
-
 data_t data_t::copy() const { return adopt(kel_copy_data(value_)); }
 
 void data_t::free(kel_data& value) noexcept {

@@ -66,7 +66,12 @@ class data_t {
   data_t(custom_t&& custom) noexcept;
 
   data_t(data_t&& other) noexcept : value_(other.release()) {}
-  data_t& operator=(data_t&& other) noexcept;
+  data_t& operator=(data_t&& other) noexcept {
+    const kel_data taken = other.release();  // first: `other` may be this value
+    if (ownsPayload()) free(value_);
+    value_ = taken;
+    return *this;
+  }
   data_t(const data_t&) = delete;
   data_t& operator=(const data_t&) = delete;
   ~data_t() {

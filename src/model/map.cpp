@@ -83,6 +83,13 @@ std::uint64_t map_t::indexOf(const data_t& key, std::uint64_t hash) const {
 map_t::iterator map_t::find(const data_t& key) { return {this, indexOf(key, key.hash())}; }
 map_t::iterator map_t::find(const MapKey& key) { return {this, indexOf(key.key(), key.hash())}; }
 map_t::iterator map_t::find(const char* key) { return find(data_t(key)); }
+data_t* map_t::valueOf(const MapKey& key) {
+  const std::uint64_t found = locate(key.key(), key.hash()).found;
+  return found == kNone ? nullptr : &slots()[found].value;
+}
+const data_t* map_t::valueOf(const MapKey& key) const {
+  return const_cast<map_t*>(this)->valueOf(key);
+}
 map_t::const_iterator map_t::find(const data_t& key) const {
   return {this, indexOf(key, key.hash())};
 }

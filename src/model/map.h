@@ -98,6 +98,9 @@ class map_t {
   iterator find(const MapKey& key);
   const_iterator find(const data_t& key) const;
   const_iterator find(const MapKey& key) const;
+  /// The value of a key, or null: valid until the map changes.
+  data_t* valueOf(const MapKey& key);
+  const data_t* valueOf(const MapKey& key) const;
   /// The same for a text; allocates a key for it.
   iterator find(const char* key);
   const_iterator find(const char* key) const;

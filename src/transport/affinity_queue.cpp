@@ -133,6 +133,7 @@ void AffinityQueue::awaitItem(Consumer& consumer) {
   ++waitingConsumers_;
   consumer.condition.wait();
   --waitingConsumers_;
+  ++consumerWakes_;
   if (consumer.idleIndex != kNotIdle) removeFromIdle(consumer);  // woken without a call
 }
 

@@ -97,8 +97,10 @@ class AffinityQueue {
 
   std::size_t consumers() const { return consumers_.size(); }
 
-  /// How many consumers wait, and how often a producer has. REQUIRES: mutex() held.
+  /// How many consumers wait, how often one has been woken, and how often a producer has waited.
+  /// REQUIRES: mutex() held.
   std::size_t waitingConsumersForTest() const { return waitingConsumers_; }
+  std::size_t consumerWakesForTest() const { return consumerWakes_; }
   std::size_t producerWaitsForTest() const { return producerWaits_; }
 
  private:
@@ -138,6 +140,7 @@ class AffinityQueue {
   std::vector<Consumer*> idle_;    // those that wait and have not been called
   std::vector<Consumer*> called_;  // those that are still to be woken
   std::size_t waitingConsumers_ = 0;
+  std::size_t consumerWakes_ = 0;
   std::size_t patientProducers_ = 0;
   std::size_t waitingProducers_ = 0;  // without those
   std::size_t producerWaits_ = 0;

@@ -212,12 +212,11 @@ void HTTPClient::enqueue(Message& message, bool noWait) {
     metrics_.countSerializedRequest();
   }
   std::optional<std::uint64_t> hash;
-  const auto key = message.metadata.find(concurrencyKey_);
-  if (key != message.metadata.end()) {
+  if (const data_t* const key = message.metadata.valueOf(concurrencyKey_)) {
     if (logger.enabled(LogLevel::Debug)) {
-      logger.debug("HTTPClient - concurrencyControlKey set: %s", hostText(key.value()));
+      logger.debug("HTTPClient - concurrencyControlKey set: %s", hostText(*key));
     }
-    hash = key.value().hash();
+    hash = key->hash();
   } else {
     logger.log(LogLevel::Debug, "HTTPClient - No concurrencyControlKey");
   }
@@ -231,9 +230,9 @@ void HTTPClient::enqueue(Message& message, bool noWait) {
 }
 
 bool HTTPClient::isFlush(Message& message) const {
-  const auto flush = message.metadata.find(flushKey_);
-  if (flush == message.metadata.end()) return false;
-  const std::string text = hostText(flush.value());
+  const data_t* const flush = message.metadata.valueOf(flushKey_);
+  if (flush == nullptr) return false;
+  const std::string text = hostText(*flush);
   if (ascii::lowered(text) == "false") return false;
   logger.debug("HTTPClient - concurrencyControlFlush set: %s", text);
   return true;

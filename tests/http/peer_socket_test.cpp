@@ -111,6 +111,32 @@ class PeerSocketTest : public testing::Test {
   PeerSocket socket_{connections_};
 };
 
+// ---- Sending
+
+TEST_F(PeerSocketTest, SendsBothPiecesHoweverLittleTheSystemTakes) {
+  connect(kEverMs);
+  const int few = 1;  // as few as it can
+  ASSERT_EQ(::setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDBUF, &few, sizeof(few)), 0);
+  const std::string first(100'000, 'a');
+  const std::string second(300'000, 'b');
+  std::string received;
+  std::thread reader([&] {
+    std::string piece(10'000, '\0');
+    while (received.size() < first.size() + second.size()) {
+      const ssize_t count = ::recv(peer_, piece.data(), piece.size(), 0);
+      if (count <= 0) return;
+      received.append(piece, 0, static_cast<std::size_t>(count));
+    }
+  });
+
+  socket_.send(first, second);
+  socket_.send({}, "");
+  reader.join();
+
+  EXPECT_TRUE(received == first + second);
+  EXPECT_EQ(socket_.takenBytes(), received.size());
+}
+
 // ---- Cut
 
 TEST_F(PeerSocketTest, DoesNotWaitForAConnectionThatWasCutBeforehand) {

@@ -55,6 +55,43 @@ TEST_F(ResponseBodyTest, IsTakenIntoABufferOfTheHosts) {
   EXPECT_EQ(body_.view(), "");
 }
 
+TEST_F(ResponseBodyTest, IsReceivedWhereTheHostFindsItUpToABound) {
+  for (const std::size_t bytes :
+       {ResponseBody::kDirectBytesMax, ResponseBody::kDirectBytesMax + 1}) {
+    SCOPED_TRACE(bytes);
+    const std::string text(bytes, 'x');
+
+    read(answer("identity", text));
+    const void* const received = body_.view().data();
+    const buffer_t taken = body_.take();
+
+    EXPECT_EQ(taken.view(), text);
+    EXPECT_EQ(taken.data() == received, bytes == ResponseBody::kDirectBytesMax);
+    EXPECT_TRUE(reusable_);
+  }
+}
+
+TEST_F(ResponseBodyTest, IsForgottenWhereverItWasReceived) {
+  for (const std::string& text : {answer("identity", "direct"), answer("br", "replaced")}) {
+    read(text);
+
+    body_.drop();
+
+    EXPECT_EQ(body_.view(), "");
+    EXPECT_EQ(body_.take().size(), 0u);
+  }
+}
+
+TEST_F(ResponseBodyTest, LeavesNothingOfABodyThatBreaksOff) {
+  const std::string whole = answer("identity", "the body");
+
+  EXPECT_EQ(failure(whole.substr(0, whole.size() - 1)),
+            "Error processing response stream: I/O error");
+
+  EXPECT_EQ(body_.view(), "");
+  EXPECT_EQ(read(answer("identity", "next")), "next");
+}
+
 TEST_F(ResponseBodyTest, ReadsAPlainBodyLargerThanOnePiece) {
   const std::string text(300000, 'x');
 

@@ -137,6 +137,24 @@ TEST_F(SessionFactoryTest, SpeaksTlsToAServerThatItTrusts) {
   EXPECT_EQ(statusFrom(authority_.issue()), 200);
 }
 
+TEST_F(SessionFactoryTest, SendsLargeBodiesWholeOverTls) {
+  trustAuthority();
+  settings_.tls = true;
+  ScriptedServer server(authority_.issue(), ScriptedServer::answeringAll(kOkAnswer));
+  connectTo(server.port());
+  std::string body(1'000'003, '\0');
+  for (std::size_t i = 0; i < body.size(); ++i) body[i] = static_cast<char>(i * 31 >> 3);
+
+  EXPECT_EQ(status(perform(RequestMessage("POST", "/", body))), 200);
+  EXPECT_EQ(status(perform(RequestMessage("POST", "/", "small"))), 200);
+  exchange_->close();
+
+  ASSERT_EQ(server.requests().size(), 2u);
+  EXPECT_TRUE(server.requests()[0].body == body);
+  EXPECT_EQ(server.requests()[1].body, "small");
+  EXPECT_EQ(server.connectionCount(), 1u);
+}
+
 // Trusting the platform's authorities is never given up for those of a file.
 TEST_F(SessionFactoryTest, TrustsThePlatformsAuthoritiesWithAndWithoutAFile) {
   const CertificateAuthority other(dir_, "other");

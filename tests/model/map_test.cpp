@@ -200,10 +200,23 @@ TEST(MapTest, FindingASharedKeyNeitherHashesNorAllocates) {
 
   const bool isFound = map.find(present) != map.end();
   const bool isAbsent = map.find(absent) == map.end();
+  const data_t* const value = map.valueOf(present);
+  const data_t* const none = map.valueOf(absent);
 
   EXPECT_EQ(allocations() - before, 0U);
   EXPECT_EQ(calls.total(), 0U);
   EXPECT_TRUE(isFound && isAbsent);
+  EXPECT_EQ(value, &map.find(present).value());
+  EXPECT_EQ(none, nullptr);
+}
+
+TEST(MapTest, GivesAValueToBeChangedWhereItStands) {
+  map_t map = mapOf("a", 1, "b", 2);
+
+  *map.valueOf(MapKey("b")) = data_t(3);
+
+  EXPECT_EQ(map.find("b").value(), data_t(3));
+  EXPECT_EQ(map_t().valueOf(MapKey("b")), nullptr);
 }
 
 // ---- Inserting

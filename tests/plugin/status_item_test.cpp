@@ -53,6 +53,27 @@ TEST_F(StatusItemTest, IntegerItemShowsItsInitialNumberInDecimal) {
   EXPECT_THAT(history(), ElementsAre("create:-1234567"));
 }
 
+TEST_F(StatusItemTest, ShowsANumberAgainThatATextTookThePlaceOf) {
+  const auto item = reporter_.createIntegerItem(kKey);
+
+  item->set(std::int64_t{5});
+  item->set("five");
+  item->set(std::int64_t{5});
+  item->set(std::int64_t{5});
+
+  EXPECT_THAT(history(), ElementsAre("create:0", "set:5", "set:five", "set:5"));
+}
+
+TEST_F(StatusItemTest, AddsToANumberThatWasSetAgain) {
+  const auto item = reporter_.createIntegerItem(kKey);
+
+  item->set(std::int64_t{5});
+  item->set(std::int64_t{5});
+  item->add(2);
+
+  EXPECT_THAT(history(), ElementsAre("create:0", "set:5", "set:7"));
+}
+
 TEST_F(StatusItemTest, SettingTheSameTextTwiceMakesOneCall) {
   const auto item = reporter_.createItem(kKey, "STARTING");
 

@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <latch>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -377,6 +381,119 @@ TEST_F(AffinityQueueTest, LeavesAConsumerWaitingThatIsWokenForAnothersItem) {
 
   EXPECT_EQ(taken, 100);
   EXPECT_EQ(queue.count(), 100u);
+}
+
+// Consumers that take until the queue ends.
+class Takers {
+ public:
+  Takers(AffinityQueue& queue, const std::function<void()>& onTaken) {
+    for (std::size_t i = 0; i < queue.consumers(); ++i) {
+      threads_.emplace_back([&queue, i, onTaken] {
+        try {
+          while (true) {
+            queue.take(i);
+            onTaken();
+          }
+        } catch (const std::runtime_error&) {
+        }
+      });
+    }
+  }
+  ~Takers() {
+    for (auto& thread : threads_) thread.join();
+  }
+  Takers(const Takers&) = delete;
+  Takers& operator=(const Takers&) = delete;
+
+ private:
+  std::vector<std::thread> threads_;
+};
+
+TEST_F(AffinityQueueTest, WakesOneConsumerForAnItem) {
+  AffinityQueue queue(3, logger_);
+  std::size_t wakes = 0;
+  {
+    const Takers takers(queue, [] {});
+    const auto allWait = [&] { return queue.waitingConsumersForTest() == 3 && queue.count() == 0; };
+    for (const std::optional<std::uint64_t> hash :
+         {std::optional<std::uint64_t>(), std::optional<std::uint64_t>(1)}) {
+      waitUntil(queue, allWait);
+      add(queue, 1, hash);
+      waitUntil(queue, allWait);
+    }
+    for (int turn = 0; turn < 2000; ++turn) waitUntil(queue, allWait);  // for those woken in vain
+    orvex::AutoMutex lock(queue.mutex());
+    wakes = queue.consumerWakesForTest();
+    lock.unlock();
+    queue.terminate();
+  }
+
+  EXPECT_EQ(wakes, 2u);
+}
+
+TEST_F(AffinityQueueTest, WakesAsManyConsumersAsABatchHasItems) {
+  for (const std::ptrdiff_t consumers : {2, 40}) {
+    AffinityQueue queue(static_cast<std::size_t>(consumers), logger_);
+    std::latch together(consumers);
+    const Takers takers(queue, [&] { together.arrive_and_wait(); });
+    waitUntil(queue, [&] {
+      return queue.waitingConsumersForTest() == static_cast<std::size_t>(consumers);
+    });
+
+    orvex::AutoMutex lock(queue.mutex());
+    for (std::ptrdiff_t i = 0; i < consumers; ++i) queue.add(queued(i), std::nullopt, false);
+    queue.broadcastAndUnlock(lock);
+
+    together.wait();  // each has one
+    queue.terminate();
+  }
+}
+
+TEST_F(AffinityQueueTest, WakesEveryConsumerForABarrier) {
+  AffinityQueue queue(3, logger_);
+  std::latch together(3);
+  const Takers takers(queue, [&] { together.arrive_and_wait(); });
+  waitUntil(queue, [&] { return queue.waitingConsumersForTest() == 3; });
+
+  orvex::AutoMutex lock(queue.mutex());
+  queue.addSentinel(std::make_shared<Sentinel>(3), false);
+  queue.broadcastAndUnlock(lock);
+
+  together.wait();
+  queue.terminate();
+}
+
+TEST_F(AffinityQueueTest, LetsAProducerInForAnEighthOfItsRoomWhileThatIsPatient) {
+  constexpr std::int64_t kForEver = 1000 * 1000;
+  AffinityQueue queue(1, logger_, {16, 2, kForEver, kForEver});
+  for (std::int64_t i = 0; i < 16; ++i) add(queue, i);
+  std::atomic<bool> added = false;
+  std::thread producer([&] {
+    add(queue, 16);
+    added = true;
+  });
+  waitUntil(queue, [&] { return queue.producerWaitsForTest() == 1; });
+
+  take(queue, 0);
+  for (int turn = 0; turn < 2000; ++turn) waitUntil(queue, [] { return true; });
+  EXPECT_FALSE(added);
+  take(queue, 0);
+  producer.join();
+
+  EXPECT_EQ(queue.count(), 15u);
+}
+
+TEST_F(AffinityQueueTest, LetsAProducerInForTheFirstRoomWhenItsPatienceIsOver) {
+  constexpr std::int64_t kForEver = 1000 * 1000;
+  AffinityQueue queue(1, logger_, {16, 2, kForEver, 0});
+  for (std::int64_t i = 0; i < 16; ++i) add(queue, i);
+  std::thread producer([&] { add(queue, 16); });
+  waitUntil(queue, [&] { return queue.producerWaitsForTest() == 1; });
+
+  take(queue, 0);
+  producer.join();
+
+  EXPECT_EQ(queue.count(), 16u);
 }
 
 using AffinityQueueDeathTest = AffinityQueueTest;
