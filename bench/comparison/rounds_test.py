@@ -90,8 +90,9 @@ class RoundsTest(unittest.TestCase):
     def test_messages_of_a_run_fit_in_memory(self):
         self.assertEqual(requests_for(Work(), 10_000, 0.5), 5_000)
         self.assertEqual(requests_for(Work(), 1, 0.5), 50)
-        self.assertEqual(requests_for(Work(), 1e9, 0.5), 52_428)
-        self.assertEqual(requests_for(Work(request_bytes=MIB), 1e9, 0.5), 255)
+        self.assertEqual(requests_for(Work(), 1e9, 0.5), 100_000)
+        self.assertEqual(requests_for(Work(rate=1e9), 1e9, 0.5), 52_428)
+        self.assertEqual(requests_for(Work(request_bytes=MIB, rate=1e9), 1e9, 0.5), 255)
 
 
 if __name__ == "__main__":
