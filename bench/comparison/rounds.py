@@ -79,5 +79,6 @@ class Rounds:
         try:
             return client.run(server, cell.work, requests, self._processor)
         except (ClientError, ProgramError, ValueError) as failure:
-            runs.record_failure(comparison, cell, str(failure))
+            self._tell(f"{cell.client}: {failure}")
+            runs.record_failure(comparison, cell, getattr(failure, "last_line", str(failure)))
             return None

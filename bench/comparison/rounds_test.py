@@ -17,11 +17,11 @@ class FakeClient:
         self._journal = journal
         self._rate = rate
         self._fails_from = fails_from
-        self._number = 0
+        self.turns = 0
 
     def run(self, server, work, requests, processor):
-        self._number += 1
-        if self._fails_from is not None and self._number >= self._fails_from:
+        self.turns += 1
+        if self._fails_from is not None and self.turns >= self._fails_from:
             raise ClientError("1 request failed")
         self._journal.append((self.name, server, requests, processor))
         return {"rate": self._rate, "userMicros": 1.0, "systemMicros": 2.0}
@@ -73,6 +73,7 @@ class RoundsTest(unittest.TestCase):
         self.measure(comparison, clients)
 
         self.assertEqual([name for name, *_ in self.journal], ["a", "b", "b", "b"])
+        self.assertEqual(clients[0].turns, 2)
         self.assertEqual(self.runs.failures, ["a, title: 1 request failed"])
         with self.assertRaisesRegex(MissingError, "a: 1 request failed"):
             self.runs.figures(comparison, comparison.cell("a"), "rate")
