@@ -17,8 +17,9 @@ double micros(const timeval& time) {
   return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_usec);
 }
 
-// REQUIRES: sorted, not empty.
+// REQUIRES: sorted.
 double percentileMicros(const std::vector<std::int64_t>& latencies, double share) {
+  if (latencies.empty()) return 0;
   const auto index = static_cast<std::size_t>(share * static_cast<double>(latencies.size() - 1));
   return static_cast<double>(latencies[index]) / 1e3;
 }
@@ -49,6 +50,7 @@ void Measurement::end() {
 }
 
 std::string Measurement::json() {
+  const auto failures = std::erase(latencies_, kNone);
   std::sort(latencies_.begin(), latencies_.end());
   const auto requests = static_cast<double>(work_.requests);
   const double seconds = static_cast<double>(cost_.nanos) / 1e9;
@@ -60,7 +62,7 @@ std::string Measurement::json() {
                 "\"p50Micros\": %.1f, \"p90Micros\": %.1f, \"p99Micros\": %.1f, "
                 "\"p999Micros\": %.1f}",
                 work_.client.c_str(), static_cast<unsigned long long>(work_.requests),
-                static_cast<unsigned long long>(failures_), seconds, requests / seconds,
+                static_cast<unsigned long long>(failures), seconds, requests / seconds,
                 cost_.userMicros / requests, cost_.systemMicros / requests,
                 static_cast<double>(cost_.voluntarySwitches) / requests,
                 static_cast<double>(cost_.involuntarySwitches) / requests,

@@ -17,20 +17,22 @@ namespace bench {
 
 class Measurement {
  public:
-  explicit Measurement(const Work& work) : work_(work), latencies_(work.requests) {}
+  explicit Measurement(const Work& work) : work_(work), latencies_(work.requests, kNone) {}
 
   /// What lies between an end and the next beginning does not count.
   void begin();
   void end();
 
-  /// Of the request with a number below Work::requests.
+  /// Of the request with a number below Work::requests, answered with status 200 and a body of the
+  /// right length.
   void record(std::uint64_t request, std::int64_t nanos) { latencies_[request] = nanos; }
 
-  /// A request that was not answered with status 200 and a body of the right length.
+  /// Any other end of a request, measured or not.
   void countFailure() { failures_.fetch_add(1, std::memory_order_relaxed); }
   std::uint64_t failures() const { return failures_; }
 
-  /// One line of JSON: names and units stand in it.
+  /// One line of JSON: names and units stand in it. "failures" are the requests of the work that
+  /// were not recorded.
   std::string json();
 
  private:
@@ -42,6 +44,8 @@ class Measurement {
     std::int64_t voluntarySwitches = 0;
     std::int64_t involuntarySwitches = 0;
   };
+
+  static constexpr std::int64_t kNone = -1;
 
   static Cost soFar();
 

@@ -81,6 +81,7 @@ std::vector<PluginHost::Message> PluginHost::messages(std::uint64_t first,
 }
 
 void PluginHost::deliver(std::vector<Message> messages, const Pace& pace) {
+  if (messages.empty()) return;
   const bool isOneByOne = work_.rate > 0 || work_.underWay != 0;
   const std::uint64_t batch = isOneByOne ? 1 : work_.batch;
   const std::uint64_t base = number(messages.front());
@@ -115,7 +116,7 @@ void PluginHost::take(const Message& answer) {
   const bool isWanted = get<std::int64_t>(http.find(statusKey_).value()) == 200 &&
                         get<buffer_t>(answer.payload).size() == work_.responseBytes;
   if (!isWanted) measurement_.countFailure();
-  if (isRecording_) {
+  if (isWanted && isRecording_) {
     const std::uint64_t request = number(answer);
     const std::int64_t nanos = com::orvex::Platform::monotonicNanos();
     measurement_.record(request, nanos - beginNanos_[request]);
