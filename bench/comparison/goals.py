@@ -8,7 +8,7 @@ from comparisons import CHAINHOST
 from runs import MissingError
 from work import KIB, MIB
 
-SYSTEM_CALLS = 12  # the number of the goal that strace tells
+SYSTEM_CALLS = 12  # the number of the goal that needs perf or strace
 
 _HALF = 0.5
 _KEYS = 100
@@ -116,7 +116,7 @@ def _added_at_half_load(runs, _scale):
 def _system_calls(runs, _scale):
     counted = runs.system_calls.get(PLUGIN)
     if counted is None:
-        raise MissingError(runs.missing.get("strace", "system calls were not counted"))
+        raise MissingError(runs.missing.get("system calls", "not counted"))
     return counted.per_request
 
 

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "bench/comparison/measurement.h"
 #include "bench/comparison/pace.h"
@@ -19,11 +18,9 @@ double millisSince(std::int64_t nanos) {
   return static_cast<double>(com::orvex::Platform::monotonicNanos() - nanos) / 1e6;
 }
 
-// Each worker asks once, if the answers take long enough. The messages are gone at the end.
+// Each worker asks once, if the answers take long enough.
 void occupyAll(PluginHost& host, const Work& work, const Measurement& measurement) {
-  std::vector<PluginHost::Message> messages =
-      host.messages(static_cast<std::uint64_t>(work.connections));
-  host.deliver(messages, Pace(0), false);
+  host.deliver(host.messages(0, static_cast<std::uint64_t>(work.connections)), Pace(0));
   if (measurement.failures() != 0) throw std::runtime_error("a request has failed");
 }
 

@@ -8,7 +8,7 @@ import ssl
 import subprocess
 from pathlib import Path
 
-_PACKAGES = ("libpoco-dev", "libcurl4-openssl-dev", "g++", "nginx-light", "wrk", "strace")
+_PACKAGES = ("libpoco-dev", "libcurl4-openssl-dev", "g++", "nginx-light", "wrk", "linux-perf")
 _OPTIONAL_PACKAGES = ("golang-go", "syslog-ng-core", "nodejs")
 
 

@@ -51,6 +51,8 @@ PluginHost::PluginHost(const Work& work, Measurement& measurement)
     : work_(work),
       measurement_(measurement),
       library_(HTTP_CLIENT_LIBRARY),
+      beginNanos_(
+          std::max({work.requests, work.warmUp, static_cast<std::uint64_t>(work.connections)})),
       room_(work.underWay == 0 ? kAnyNumber : static_cast<std::ptrdiff_t>(work.underWay)) {
   kel_host_set_log_level("", kel_host_log_level_of("ERROR"));
   const data_t settings(settingsOf(work));
@@ -70,30 +72,36 @@ void PluginHost::end() {
   plugin_ = nullptr;
 }
 
-std::vector<PluginHost::Message> PluginHost::messages(std::uint64_t count) const {
+std::vector<PluginHost::Message> PluginHost::messages(std::uint64_t first,
+                                                      std::uint64_t count) const {
   std::vector<Message> messages;
   messages.reserve(count);
-  for (std::uint64_t i = 0; i < count; ++i) messages.push_back(messageFor(work_, i));
+  for (std::uint64_t i = first; i < first + count; ++i) messages.push_back(messageFor(work_, i));
   return messages;
 }
 
-void PluginHost::deliver(std::vector<Message>& messages, const Pace& pace, bool isMeasured) {
+void PluginHost::deliver(std::vector<Message> messages, const Pace& pace) {
+  if (messages.empty()) return;
   const bool isOneByOne = work_.rate > 0 || work_.underWay != 0;
   const std::uint64_t batch = isOneByOne ? 1 : work_.batch;
-  isMeasured_ = isMeasured;
-  beginNanos_.resize(messages.size());
+  const std::uint64_t base = number(messages.front());
   outstanding_ = messages.size();
   for (std::uint64_t first = 0; first < messages.size(); first += batch) {
     const std::uint64_t end = std::min<std::uint64_t>(first + batch, messages.size());
     if (work_.underWay != 0) room_.acquire();
     const std::int64_t nanos = pace.await(first);
-    for (std::uint64_t i = first; i < end; ++i) beginNanos_[i] = nanos;
+    for (std::uint64_t i = first; i < end; ++i) beginNanos_[base + i] = nanos;
     auto* const raw = reinterpret_cast<kel_message*>(messages.data());
     require(library_.sendBatch(plugin_, raw + first, raw + end));
   }
   for (auto left = outstanding_.load(); left != 0; left = outstanding_.load()) {
     outstanding_.wait(left);
   }
+}
+
+std::uint64_t PluginHost::number(const Message& message) const {
+  return static_cast<std::uint64_t>(
+      get<std::int64_t>(message.metadata.find(requestIdKey_).value()));
 }
 
 void PluginHost::receive(void* host, kel_message* first, kel_message* end) {
@@ -108,9 +116,8 @@ void PluginHost::take(const Message& answer) {
   const bool isWanted = get<std::int64_t>(http.find(statusKey_).value()) == 200 &&
                         get<buffer_t>(answer.payload).size() == work_.responseBytes;
   if (!isWanted) measurement_.countFailure();
-  const auto request =
-      static_cast<std::uint64_t>(get<std::int64_t>(answer.metadata.find(requestIdKey_).value()));
-  if (isMeasured_) {
+  if (isWanted && isRecording_) {
+    const std::uint64_t request = number(answer);
     const std::int64_t nanos = com::orvex::Platform::monotonicNanos();
     measurement_.record(request, nanos - beginNanos_[request]);
   }

@@ -1,7 +1,7 @@
 // comparison/plugin_host.h : the smallest host for the built plugin.
 //
-// Role:      one transport. The messages are made beforehand; one thread delivers them in batches,
-//            and the function that takes the answers notes when they come.
+// Role:      one transport. One thread delivers messages in batches, and the function that takes
+//            the answers notes when they come.
 // Threads:   one thread only; the answers come on the transport's threads, one at a time.
 // Ownership: borrows work and measurement. The plugin stays loaded.
 // Errors:    std::runtime_error when the plugin cannot be loaded or refuses an operation.
@@ -32,12 +32,14 @@ class PluginHost {
   PluginHost(const PluginHost&) = delete;
   PluginHost& operator=(const PluginHost&) = delete;
 
-  /// The first so many requests of the work.
-  std::vector<Message> messages(std::uint64_t count) const;
+  /// So many requests of the work, from the one with this number on.
+  std::vector<Message> messages(std::uint64_t first, std::uint64_t count) const;
 
-  /// Delivers messages, which are taken away, and returns when all are answered. `isMeasured`: the
-  /// latency of each is recorded.
-  void deliver(std::vector<Message>& messages, const Pace& pace, bool isMeasured);
+  /// Delivers messages of messages(), and returns when all are answered.
+  void deliver(std::vector<Message> messages, const Pace& pace);
+
+  /// From now on the latency of each request is recorded, by its number.
+  void startRecording() { isRecording_ = true; }
 
   /// Shuts the transport down and destroys it. Nothing can be delivered afterwards.
   void end();
@@ -45,6 +47,7 @@ class PluginHost {
  private:
   static void receive(void* host, kel_message* first, kel_message* end);
   void take(const Message& answer);
+  std::uint64_t number(const Message& message) const;  // its "requestId"
 
   const Work& work_;
   Measurement& measurement_;
@@ -53,7 +56,7 @@ class PluginHost {
   const com::corvane::connectivity10_15_0::MapKey requestIdKey_{"requestId"};
   const test_support::PluginLibrary library_;
   void* plugin_ = nullptr;
-  bool isMeasured_ = false;
+  bool isRecording_ = false;
   std::vector<std::int64_t> beginNanos_;  // by request; since when its latency counts
   static constexpr std::ptrdiff_t kAnyNumber = 1'000'000'000;
   std::counting_semaphore<kAnyNumber> room_;

@@ -12,6 +12,10 @@ GUARD_SECS = 300
 class ProgramError(Exception):
     """A program that failed, with its own words."""
 
+    def __init__(self, text, words=None):
+        super().__init__(text)
+        self.last_line = (words or text).strip().splitlines()[-1]
+
 
 @dataclass(frozen=True)
 class Ended:
@@ -27,17 +31,19 @@ def pinned(command, processor):
     return words if processor is None else ["taskset", "-c", str(processor), *words]
 
 
-def run(command, processor=None, environment=None, input_file=os.devnull):
+def run(command, processor=None, environment=None):
     """ProgramError when the program does not end with 0."""
     with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
-        with open(input_file, "rb") as source:
+        try:
             process = subprocess.Popen(
                 pinned(command, processor),
-                stdin=source,
+                stdin=subprocess.DEVNULL,
                 stdout=output,
                 stderr=errors,
                 env={**os.environ, **(environment or {})},
             )
+        except FileNotFoundError as failure:
+            raise ProgramError(f"{failure.filename} is not installed") from None
         code, usage = _wait(process)
         ended = Ended(
             _text(output),
@@ -46,8 +52,9 @@ def run(command, processor=None, environment=None, input_file=os.devnull):
             (usage.ru_nvcsw, usage.ru_nivcsw),
         )
     if code != 0:
-        words = " ".join(map(str, command))
-        raise ProgramError(f"{words}: ended with {code}: {ended.errors.strip() or ended.output}")
+        words = ended.errors.strip() or ended.output.strip()
+        text = f"{' '.join(map(str, command))}: ended with {code}: {words}"
+        raise ProgramError(text, words or text)
     return ended
 
 

@@ -22,6 +22,10 @@ class ProgramTest(unittest.TestCase):
         with self.assertRaisesRegex(program.ProgramError, "ended with 3: no way"):
             program.run(python("import sys; print('no way', file=sys.stderr); sys.exit(3)"))
 
+    def test_fails_when_it_is_not_there(self):
+        with self.assertRaisesRegex(program.ProgramError, "no-such-program is not installed"):
+            program.run(["no-such-program"])
+
     def test_runs_on_its_processor_with_its_environment(self):
         processor = min(os.sched_getaffinity(0))
         code = "import os; print(os.sched_getaffinity(0), os.environ['NAME'])"

@@ -10,11 +10,6 @@ class Quartiles:
     median: float
     high: float
 
-    @property
-    def spread(self):
-        """The distance between the quartiles."""
-        return self.high - self.low
-
 
 def quartiles_of(figures):
     """Between neighbours where a quartile falls between two figures."""

@@ -19,9 +19,6 @@ class QuartilesTest(unittest.TestCase):
         with self.assertRaisesRegex(ValueError, "no figures"):
             quartiles_of([])
 
-    def test_tell_their_spread(self):
-        self.assertEqual(quartiles_of([1, 2, 3, 4]).spread, 1.5)
-
     def test_ratios_are_taken_round_by_round(self):
         # The third round was slow for both: of the medians alone the ratio would be 10 / 4.
         self.assertEqual(ratios_of([10, 20, 1], [5, 4, 1]), Quartiles(1.5, 2, 3.5))

@@ -6,7 +6,7 @@ from clients import LIFECYCLE, ClientError
 from program import ProgramError
 from work import KIB, MIB
 
-_MADE_BYTES_MAX = 256 * MIB  # of messages that stand ready before a run
+_MADE_BYTES_MAX = 256 * MIB  # of messages that stand ready before a run at a steady rate
 _MESSAGE_BYTES = 4 * KIB  # of one without its body
 _PACED_TIMES = 4  # rare latencies take longer to be seen
 _REQUESTS_MIN = 50
@@ -24,8 +24,10 @@ class Length:
 
 def requests_for(work, rate, seconds):
     """How many requests last so long at a rate, within what fits in memory."""
-    most = min(_REQUESTS_MAX, _MADE_BYTES_MAX // (_MESSAGE_BYTES + work.request_bytes))
-    return max(min(round(rate * seconds), most), min(_REQUESTS_MIN, most))
+    most = _REQUESTS_MAX
+    if work.rate:
+        most = min(most, _MADE_BYTES_MAX // (_MESSAGE_BYTES + work.request_bytes))
+    return max(min(round(rate * seconds), most), _REQUESTS_MIN)
 
 
 class Rounds:
@@ -77,5 +79,6 @@ class Rounds:
         try:
             return client.run(server, cell.work, requests, self._processor)
         except (ClientError, ProgramError, ValueError) as failure:
-            runs.record_failure(comparison, cell, str(failure))
+            self._tell(f"{cell.client}: {failure}")
+            runs.record_failure(comparison, cell, getattr(failure, "last_line", str(failure)))
             return None

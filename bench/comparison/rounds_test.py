@@ -17,11 +17,11 @@ class FakeClient:
         self._journal = journal
         self._rate = rate
         self._fails_from = fails_from
-        self._number = 0
+        self.turns = 0
 
     def run(self, server, work, requests, processor):
-        self._number += 1
-        if self._fails_from is not None and self._number >= self._fails_from:
+        self.turns += 1
+        if self._fails_from is not None and self.turns >= self._fails_from:
             raise ClientError("1 request failed")
         self._journal.append((self.name, server, requests, processor))
         return {"rate": self._rate, "userMicros": 1.0, "systemMicros": 2.0}
@@ -73,6 +73,7 @@ class RoundsTest(unittest.TestCase):
         self.measure(comparison, clients)
 
         self.assertEqual([name for name, *_ in self.journal], ["a", "b", "b", "b"])
+        self.assertEqual(clients[0].turns, 2)
         self.assertEqual(self.runs.failures, ["a, title: 1 request failed"])
         with self.assertRaisesRegex(MissingError, "a: 1 request failed"):
             self.runs.figures(comparison, comparison.cell("a"), "rate")
@@ -90,8 +91,9 @@ class RoundsTest(unittest.TestCase):
     def test_messages_of_a_run_fit_in_memory(self):
         self.assertEqual(requests_for(Work(), 10_000, 0.5), 5_000)
         self.assertEqual(requests_for(Work(), 1, 0.5), 50)
-        self.assertEqual(requests_for(Work(), 1e9, 0.5), 52_428)
-        self.assertEqual(requests_for(Work(request_bytes=MIB), 1e9, 0.5), 255)
+        self.assertEqual(requests_for(Work(), 1e9, 0.5), 100_000)
+        self.assertEqual(requests_for(Work(rate=1e9), 1e9, 0.5), 52_428)
+        self.assertEqual(requests_for(Work(request_bytes=MIB, rate=1e9), 1e9, 0.5), 255)
 
 
 if __name__ == "__main__":

@@ -118,12 +118,13 @@ def _system_call_table(runs):
         (
             name_of(client),
             number_text(calls.per_request, 2),
+            calls.counted_by,
             ", ".join(f"{name} {number:.2f}" for name, number in calls.by_name if number >= 0.005),
         )
         for client, calls in runs.system_calls.items()
     ]
-    rows = rows or [(runs.missing.get("strace", "not counted"), ABSENT, ABSENT)]
-    header = ("client", "a request", "by name")
+    rows = rows or [(runs.missing.get("system calls", "not counted"), *[ABSENT] * 3)]
+    header = ("client", "a request", "counted by", "names by strace")
     return Table("System calls, 1 KiB POST, 8 connections, plain", header, tuple(rows))
 
 

@@ -1,6 +1,7 @@
 """tables_test : rows of figures that are known."""
 
 import unittest
+from dataclasses import replace
 
 import comparisons
 from clients import LIFECYCLE, PLUGIN, POCO
@@ -48,13 +49,21 @@ class TablesTest(unittest.TestCase):
         )
 
     def test_keys_are_held_against_what_order_allows(self):
-        comparison = comparisons.keyed(SHORT, 1)
-        self.runs.record(comparison, comparison.cell(PLUGIN, keys=0), {"rate": 8000.0})
+        scale = replace(SHORT, keys=(0, 2, 100), delays_ms=(2,))
+        comparison = comparisons.keyed(scale, 2)
+        self.runs.record(comparison, comparison.cell(PLUGIN, keys=0), {"rate": 4000.0})
+        self.runs.record(comparison, comparison.cell(PLUGIN, keys=2), {"rate": 1000.0})
 
-        rows = tables_of("keys", self.runs, SHORT)[0].rows
+        rows = tables_of("keys", self.runs, scale)[0].rows
 
-        self.assertIn(("1", "none", "8,000", "1.00", "50%", ABSENT), rows)
-        self.assertIn(("1", "100", ABSENT, ABSENT, ABSENT, ABSENT), rows)
+        self.assertEqual(
+            rows,
+            (
+                ("2", "none", "4,000", "1.00", "50%", ABSENT),
+                ("2", "2", "1,000", "0.25", "100%", ABSENT),
+                ("2", "100", ABSENT, ABSENT, ABSENT, ABSENT),
+            ),
+        )
 
     def test_memory_tells_what_a_worker_adds(self):
         comparison = comparisons.idle(SHORT, False)

@@ -52,7 +52,8 @@ class ExchangeTest : public testing::TestWithParam<const char*> {
                                                 : bench::curlExchange;
       bench::runExchanges(work, make, measurement);
     }
-    EXPECT_THAT(measurement.json(), HasSubstr("\"requests\": 50"));
+    EXPECT_THAT(measurement.json(), HasSubstr("\"requests\": " + std::to_string(work.requests) +
+                                              ", \"failures\": 0, "));
     return measurement.failures();
   }
 
@@ -82,6 +83,16 @@ TEST_P(ExchangeTest, PerformsBodiesBothWaysPlainAndOverTls) {
   }
 }
 
+// Of the plugin these are two lots of messages.
+TEST_P(ExchangeTest, PerformsManyLargeRequests) {
+  Work large = work(false);
+  large.requests = 70;
+  large.requestBytes = 1024 * 1024;
+  large.responseBytes = 1;
+
+  EXPECT_EQ(failuresOf(large), 0u);
+}
+
 TEST_P(ExchangeTest, PerformsAtASteadyRate) {
   Work paced = work(false);
   paced.rate = 1000;
@@ -99,6 +110,23 @@ TEST_P(ExchangeTest, FailsWithoutAServer) {
 
 INSTANTIATE_TEST_SUITE_P(Clients, ExchangeTest, testing::Values("plugin", "socket", "poco", "curl"),
                          [](const auto& each) { return std::string(each.param); });
+
+using PluginRunTest = ExchangeTest;
+
+TEST_P(PluginRunTest, TellsHowManyRequestsHaveFailed) {
+  const test_support::RefusingPort refusing;
+  Work refused = work(false);
+  refused.port = refusing.port();
+  refused.warmUp = 0;
+  Measurement measurement(refused);
+
+  bench::runPlugin(refused, measurement);
+
+  EXPECT_EQ(measurement.failures(), 50u);
+  EXPECT_THAT(measurement.json(), HasSubstr("\"failures\": 50, "));
+}
+
+INSTANTIATE_TEST_SUITE_P(Plugin, PluginRunTest, testing::Values("plugin"));
 
 using LifecycleTest = ExchangeTest;
 
