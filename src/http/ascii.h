@@ -35,8 +35,8 @@ inline bool equalsIgnoringCase(std::string_view left, std::string_view right) {
 
 /// True when every byte is 1 to 127: text that reads the same in ISO-8859-1 and in UTF-8.
 inline bool isPlain(std::string_view text) {
-  // Eight bytes at a time. A byte of a word whose high bits are all clear is 0 if taking 1 from each
-  // byte sets its high bit; a borrow from below can only come from one that is.
+  // Eight bytes at a time. Of a word whose high bits are all clear, a byte is 0 if taking 1 from
+  // each sets its high bit; a borrow from below can only come from one that is.
   constexpr std::uint64_t kOnes = 0x0101010101010101;
   constexpr std::uint64_t kHighBits = kOnes << 7;
   while (text.size() >= sizeof(std::uint64_t)) {
