@@ -32,11 +32,10 @@ if(SANITIZE)
       $<$<BOOL:$<TARGET_PROPERTY:TEST_CODE>>:-fno-sanitize=undefined>)
   endif()
   target_link_options(project_options INTERFACE -fsanitize=${SANITIZE})
-  if(SANITIZE MATCHES "thread")
-    # The sanitizer's runtime cannot follow thread-local storage that libraries get lazily: now and
-    # then it took a garbage size for it and failed to allocate terabytes.
-    target_compile_options(project_options INTERFACE -ftls-model=initial-exec)
-  endif()
+  # The sanitizers' runtimes cannot follow thread-local storage that libraries get lazily: now and
+  # then one took a garbage address or size for it, and crashed in its search for leaks or failed to
+  # allocate terabytes.
+  target_compile_options(project_options INTERFACE -ftls-model=initial-exec)
 endif()
 if(COVERAGE)
   # Tests count as well: of an inline function the linker keeps one copy, which may be a test's.

@@ -8,7 +8,7 @@
 namespace com::corvane::connectivity::plugins::ascii {
 namespace {
 
-// Every byte at every place of texts shorter than, longer than and as long as the words it works in.
+// Every byte at every place of texts shorter, longer and as long as the words it works in.
 TEST(AsciiTest, PlainIsWhatHasNoZeroAndNoHighByteAnywhere) {
   for (std::size_t length = 0; length <= 25; ++length) {
     EXPECT_TRUE(isPlain(std::string(length, 'a')));
