@@ -63,7 +63,8 @@ bool staysOpen(const ResponseHead& head) {
 
 }  // namespace
 
-ResponseReader::ResponseReader(ByteSource& source) : source_(source), buffer_(kBufferBytes) {}
+ResponseReader::ResponseReader(ByteSource& source)
+    : source_(source), buffer_(std::make_unique_for_overwrite<char[]>(kBufferBytes)) {}
 
 void ResponseReader::clear() {
   begin_ = end_ = 0;
@@ -79,7 +80,7 @@ void ResponseReader::fail(const char* reason) {
 // Waits for more bytes. REQUIRES: the buffer holds none.
 bool ResponseReader::fill() {
   begin_ = 0;
-  end_ = source_.receive(buffer_.data(), buffer_.size());
+  end_ = source_.receive(buffer_.get(), kBufferBytes);
   return end_ > 0;
 }
 
@@ -104,8 +105,8 @@ void ResponseReader::readHead(ResponseHead& head, bool toHead) {
 
 // The number of bytes up to the end of the head, if the buffer has all of it; else 0.
 std::size_t ResponseReader::bufferedHeadBytes() const {
-  const char* const first = buffer_.data() + begin_;
-  const char* const last = buffer_.data() + end_;
+  const char* const first = buffer_.get() + begin_;
+  const char* const last = buffer_.get() + end_;
   for (const char* line = first; line != last;) {
     const bool isEmptyLine =
         *line == '\n' || (*line == '\r' && line + 1 != last && line[1] == '\n');
@@ -131,11 +132,11 @@ void ResponseReader::collectHead(ResponseHead& head, std::size_t bytesMax) {
     }
     const std::size_t whole = bytes.empty() && skipped == 0 ? bufferedHeadBytes() : 0;
     if (whole > 0) {
-      bytes.assign(buffer_.data() + begin_, whole);
+      bytes.assign(buffer_.get() + begin_, whole);
       begin_ += whole;
       return;
     }
-    const char* const first = buffer_.data() + begin_;
+    const char* const first = buffer_.get() + begin_;
     const auto* const feed = static_cast<const char*>(std::memchr(first, '\n', end_ - begin_));
     const std::size_t taken = feed ? static_cast<std::size_t>(feed - first) + 1 : end_ - begin_;
     if (skipped + bytes.size() + taken > bytesMax)
@@ -231,11 +232,11 @@ std::size_t ResponseReader::readBody(char* buffer, std::size_t length) {
 // Large reads go past the buffer, straight to where the bytes belong.
 std::size_t ResponseReader::readBytes(char* buffer, std::size_t length) {
   if (begin_ == end_) {
-    if (length >= buffer_.size()) return source_.receive(buffer, length);
+    if (length >= kBufferBytes) return source_.receive(buffer, length);
     if (!fill()) return 0;
   }
   const std::size_t count = std::min(length, end_ - begin_);
-  std::memcpy(buffer, buffer_.data() + begin_, count);
+  std::memcpy(buffer, buffer_.get() + begin_, count);
   begin_ += count;
   return count;
 }
@@ -279,7 +280,7 @@ std::string_view ResponseReader::readLine(std::size_t bytesMax) {
   line_.clear();
   while (true) {
     if (begin_ == end_ && !fill()) fail("connection closed inside the chunked framing");
-    const char* const first = buffer_.data() + begin_;
+    const char* const first = buffer_.get() + begin_;
     const auto* const feed = static_cast<const char*>(std::memchr(first, '\n', end_ - begin_));
     const std::size_t taken = feed ? static_cast<std::size_t>(feed - first) : end_ - begin_;
     line_.append(first, taken);

@@ -15,8 +15,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <string_view>
-#include <vector>
 
 #include "http/response_head.h"
 
@@ -94,7 +95,8 @@ class ResponseReader {
   [[noreturn]] void fail(const char* reason);
 
   ByteSource& source_;
-  std::vector<char> buffer_;
+  // Not cleared: of what is never received in it, no memory is taken.
+  const std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // unread bytes: [begin_, end_) of the buffer
   std::size_t end_ = 0;
   std::string line_;

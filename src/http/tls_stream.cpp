@@ -38,6 +38,7 @@ TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
   if (!ssl_) throw std::bad_alloc();
   BIO* const bio = makeBio();
   SSL_set_bio(ssl_.get(), bio, bio);
+  SSL_set_read_ahead(ssl_.get(), 1);  // else it reads each record's head and the rest apart
   if (isName(host)) SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
   peer_.boundStep();
   ERR_clear_error();

@@ -76,9 +76,9 @@ void AffinityQueue::waitForSpace() {
 void AffinityQueue::awaitTake() {
   ++producerWaits_;
   ++patientProducers_;
-  room_.timedwaitRelative(limits_.patienceMs);
+  const bool isWoken = room_.timedwaitRelative(limits_.patienceMs);
   --patientProducers_;
-  if (hasRoom()) return;
+  if (isWoken || hasRoom()) return;
   ++waitingProducers_;
   room_.timedwaitRelative(limits_.waitSliceMs);
   --waitingProducers_;

@@ -51,7 +51,7 @@ class AffinityQueue {
     std::int64_t waitSliceMs = 1000;  // a waiting producer looks again after this time
     // For so long a waiting producer is not woken for the first room there is, but for an eighth of
     // the capacity: where consumers are fast, each item would cost two changes of threads.
-    std::int64_t patienceMs = 1;
+    std::int64_t patienceMs = 4;
   };
 
   /// Borrows the logger. Throws "Must have at least one consumer" for none.
