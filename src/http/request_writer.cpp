@@ -2,7 +2,6 @@
 
 #include <Poco/MemoryStream.h>
 #include <Poco/Net/HTMLForm.h>
-#include <Poco/Net/HTTPBasicCredentials.h>
 #include <Poco/Net/HTTPRequest.h>
 
 #include <array>
@@ -12,6 +11,7 @@
 #include <utility>
 
 #include "http/ascii.h"
+#include "http/basic_authorization.h"
 #include "http/body_compressor.h"
 #include "http/body_methods.h"
 #include "http/charset.h"
@@ -29,13 +29,6 @@ using Poco::Net::HTTPRequest;
 namespace {
 
 constexpr char kUserAgent[] = "Orvex/10.15 (amd64-win)";
-
-// The value of the Authorization header does not change: it is made once a worker.
-std::string basicAuthorization(const Settings& settings) {
-  HTTPRequest scratch;
-  Poco::Net::HTTPBasicCredentials(settings.user, settings.password).authenticate(scratch);
-  return scratch.get(HTTPRequest::AUTHORIZATION);
-}
 
 // What every request has that does not say otherwise, in the order of the names.
 constexpr std::array<RequestHead::Field, 3> kDefaults{{
@@ -62,7 +55,8 @@ RequestWriter::RequestWriter(const Settings& settings, bool basicAuthentication,
     : keys_(keys),
       jar_(jar),
       logger_(logger),
-      authorization_(basicAuthentication ? basicAuthorization(settings) : std::string()) {}
+      authorization_(basicAuthentication ? basicAuthorization(settings.user, settings.password)
+                                         : "") {}
 
 std::optional<std::uint64_t> RequestWriter::sendRequest(ClientSession& session,
                                                         RequestDetails& details,

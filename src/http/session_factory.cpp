@@ -1,7 +1,5 @@
 #include "http/session_factory.h"
 
-#include <Poco/Net/HTTPBasicCredentials.h>
-#include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/IPAddress.h>
 #include <openssl/ssl.h>
 
@@ -9,6 +7,8 @@
 #include <limits>
 #include <stdexcept>
 #include <utility>
+
+#include "http/basic_authorization.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -43,13 +43,6 @@ void expectPeer(Context& context, const std::string& host) {
 std::int64_t timeoutMs(std::int64_t seconds) {
   constexpr std::int64_t kSecondsMax = std::numeric_limits<std::int32_t>::max() / 1000;
   return std::min(seconds, kSecondsMax) * 1000;
-}
-
-// The value of a field for basic authentication, as the library writes it.
-std::string proxyCredentials(const std::string& user, const std::string& password) {
-  Poco::Net::HTTPRequest scratch;
-  Poco::Net::HTTPBasicCredentials(user, password).proxyAuthenticate(scratch);
-  return scratch.get(Poco::Net::HTTPRequest::PROXY_AUTHORIZATION);
 }
 
 }  // namespace
@@ -107,7 +100,7 @@ void SessionFactory::setProxy(SessionSettings& session, const ThreadLogger& logg
   session.proxyHost = settings_.proxyHost;
   session.proxyPort = static_cast<std::uint16_t>(port);
   if (settings_.proxyAuthenticationType == "http_basic") {
-    session.proxyAuthorization = proxyCredentials(settings_.proxyUser, settings_.proxyPassword);
+    session.proxyAuthorization = basicAuthorization(settings_.proxyUser, settings_.proxyPassword);
   }
 }
 

@@ -80,7 +80,7 @@ void AffinityQueue::awaitTake() {
   --patientProducers_;
   if (isWoken || hasRoom()) return;
   ++waitingProducers_;
-  room_.timedwaitRelative(limits_.waitSliceMs);
+  room_.timedwaitRelative(limits_.waitSliceMs - limits_.patienceMs);
   --waitingProducers_;
 }
 
