@@ -119,13 +119,8 @@ void AnsweringServer::answerDue() {
   }
 }
 
-const std::string& AnsweringServer::answerOf(std::size_t bytes) {
-  std::string& answer = answers_[bytes];
-  if (answer.empty()) {
-    answer = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: " +
-             std::to_string(bytes) + "\r\n\r\n" + std::string(bytes, 'y');
-  }
-  return answer;
+const Answer& AnsweringServer::answerOf(std::size_t bytes) {
+  return answers_.try_emplace(bytes, bytes).first->second;
 }
 
 std::int64_t AnsweringServer::nanosUntilDue() const {

@@ -16,9 +16,9 @@
 #include <map>
 #include <memory>
 #include <queue>
-#include <string>
 #include <vector>
 
+#include "bench/comparison/answer.h"
 #include "bench/comparison/served_connection.h"
 
 namespace bench {
@@ -48,7 +48,7 @@ class AnsweringServer {
   void serve(std::uint64_t number, std::uint32_t events);
   bool take(std::uint64_t number, ServedConnection& connection);
   void answerDue();
-  const std::string& answerOf(std::size_t bytes);
+  const Answer& answerOf(std::size_t bytes);
   std::int64_t nanosUntilDue() const;
 
   const int plainListener_;
@@ -57,7 +57,7 @@ class AnsweringServer {
   const int poll_;
   std::uint64_t nextNumber_;
   std::map<std::uint64_t, std::unique_ptr<ServedConnection>> connections_;
-  std::map<std::size_t, std::string> answers_;  // by the number of bytes in the body
+  std::map<std::size_t, Answer> answers_;  // by the number of bytes in the body
   std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
 };
 

@@ -1,5 +1,6 @@
 #include "bench/comparison/served_connection.h"
 
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -101,16 +102,18 @@ bool ServedConnection::takeRequest(ServedRequest& request) {
   return true;
 }
 
-bool ServedConnection::send(std::string_view answer) {
-  rest_ = answer;
+bool ServedConnection::send(const Answer& answer) {
+  answer_ = &answer;
+  sentBytes_ = 0;
   return sendRest();
 }
 
 bool ServedConnection::sendRest() {
-  while (!rest_.empty()) {
-    const long count = sendSome(rest_);
+  while (answer_ != nullptr) {
+    const long count = sendSome();
     if (count <= 0) return count < 0;
-    rest_.remove_prefix(static_cast<std::size_t>(count));
+    sentBytes_ += static_cast<std::size_t>(count);
+    if (sentBytes_ == answer_->bytes().size()) answer_ = nullptr;
   }
   return true;
 }
@@ -127,9 +130,13 @@ long ServedConnection::receiveSome(char* bytes, std::size_t length) const {
   return count < 0 && errno != EAGAIN ? 0 : count;
 }
 
-long ServedConnection::sendSome(std::string_view bytes) const {
-  if (ssl_) return outcomeOf(SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())));
-  const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+long ServedConnection::sendSome() const {
+  const std::string_view rest = answer_->bytes().substr(sentBytes_);
+  if (ssl_) return outcomeOf(SSL_write(ssl_.get(), rest.data(), static_cast<int>(rest.size())));
+  auto offset = static_cast<off_t>(sentBytes_);
+  const ssize_t count = answer_->file() == Answer::kNoFile
+                            ? ::send(descriptor_, rest.data(), rest.size(), MSG_NOSIGNAL)
+                            : ::sendfile(descriptor_, answer_->file(), &offset, rest.size());
   return count < 0 && errno != EAGAIN ? 0 : count;
 }
 

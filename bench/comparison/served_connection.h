@@ -11,7 +11,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
+
+#include "bench/comparison/answer.h"
 
 namespace bench {
 
@@ -34,7 +35,7 @@ class ServedConnection {
   State receive(ServedRequest& request);
 
   /// Sends an answer, as far as there is room. False: the connection is over.
-  bool send(std::string_view answer);
+  bool send(const Answer& answer);
 
   /// Sends what there was no room for. False: the connection is over.
   bool sendRest();
@@ -48,16 +49,17 @@ class ServedConnection {
   bool takeRequest(ServedRequest& request);
   // Both: the number of bytes, 0 when the connection is over, below 0 when it would wait.
   long receiveSome(char* bytes, std::size_t length) const;
-  long sendSome(std::string_view bytes) const;
+  long sendSome() const;
   long outcomeOf(int result) const;
 
   const int descriptor_;
   const std::unique_ptr<SSL, FreeSsl> ssl_;
   std::string input_;  // from the beginning of a head on
   bool hasHead_ = false;
-  ServedRequest request_;       // with hasHead_: the one whose body is being received
-  std::uint64_t bodyLeft_ = 0;  // bytes of it that are still to come
-  std::string_view rest_;       // of an answer
+  ServedRequest request_;           // with hasHead_: the one whose body is being received
+  std::uint64_t bodyLeft_ = 0;      // bytes of it that are still to come
+  const Answer* answer_ = nullptr;  // that has not been sent whole
+  std::size_t sentBytes_ = 0;       // of it
 };
 
 }  // namespace bench
