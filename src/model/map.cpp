@@ -12,6 +12,11 @@ namespace {
 constexpr std::uint64_t kLeastCapacity = 8;
 constexpr double kMostLoad = 0.75;
 
+// Where the search for a hash begins: the remainder, which for most capacities needs no division.
+std::uint64_t placeOf(std::uint64_t hash, std::uint64_t capacity) {
+  return (capacity & (capacity - 1)) == 0 ? hash & (capacity - 1) : hash % capacity;
+}
+
 }  // namespace
 
 map_t& map_t::operator=(map_t&& other) noexcept {
@@ -54,25 +59,32 @@ map_t::const_iterator map_t::end() const { return {this, capacity()}; }
 
 map_t::Located map_t::locate(const data_t& key, std::uint64_t hash) const {
   Located result;
-  if (capacity() == 0) return result;
-  const std::uint64_t start = hash % capacity();
-  const_iterator probe(this, start);
+  const std::uint64_t end = capacity();
+  if (end == 0) return result;
+  const Slot* const all = slots();
+  const std::uint64_t start = placeOf(hash, end);
+  std::uint64_t index = start;
   do {
-    const Slot& slot = probe.slots_[probe.index_];
-    if (slot.isFree() || slot.isDeleted()) {
-      if (result.vacant == kNone) result.vacant = probe.index_;
-      if (slot.isFree()) return result;
-    } else if (slot.hash == hash) {
-      const bool isEqual = slot.key == key;
-      probe.check();  // keys that are containers have the host compute hashes
-      if (isEqual) {
-        result.found = probe.index_;
-        return result;
-      }
+    const Slot& slot = all[index];
+    if (slot.isVacant()) {
+      if (result.vacant == kNone) result.vacant = index;
+      if (slot.hash == kFreeHash) return result;
+    } else if (slot.hash == hash && isKeyOf(slot, key)) {
+      result.found = index;
+      return result;
     }
-    probe.index_ = probe.index_ + 1 == probe.capacity_ ? 0 : probe.index_ + 1;
-  } while (probe.index_ != start);
+    if (++index == end) index = 0;
+  } while (index != start);
   return result;
+}
+
+// Comparing keys that are containers has the host compute hashes, which may change the map.
+bool map_t::isKeyOf(const Slot& slot, const data_t& key) const {
+  if (key.isString()) return slot.key == key;
+  const const_iterator position(this, 0);
+  const bool isEqual = slot.key == key;
+  position.check();
+  return isEqual;
 }
 
 std::uint64_t map_t::indexOf(const data_t& key, std::uint64_t hash) const {
@@ -138,13 +150,13 @@ std::pair<map_t::iterator, bool> map_t::insert(data_t key, data_t value) {
 }
 
 std::pair<map_t::iterator, bool> map_t::insert(const MapKey& key, data_t value) {
-  return insertHashed(key.key().copy(), key.hash(), std::move(value));
+  return insertHashed(data_t(key.text()), key.hash(), std::move(value));
 }
 
 void map_t::erase(iterator position) {
   if (position == end()) return;
   Slot& slot = position.slot();
-  if (slot.isFree() || slot.isDeleted()) return;  // emptied through another position
+  if (slot.isVacant()) return;  // emptied through another position
   map_block& block = *position.owner_->block_;
   const data_t key = std::move(slot.key);
   const data_t value = std::move(slot.value);
@@ -179,7 +191,7 @@ map_t::Slot& map_t::Position<isConst>::slot() const {
 template <bool isConst>
 void map_t::Position<isConst>::skipUnoccupied() {
   const Slot* const slots = owner_->slots();
-  while (!isAtEnd() && (slots[index_].isFree() || slots[index_].isDeleted())) ++index_;
+  while (!isAtEnd() && slots[index_].isVacant()) ++index_;
 }
 
 template <bool isConst>

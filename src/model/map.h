@@ -35,8 +35,8 @@ class map_t {
     std::uint64_t hash;
     data_t key;
     data_t value;
-    bool isFree() const noexcept { return hash == kFreeHash && key.isEmpty(); }
-    bool isDeleted() const noexcept { return hash == kDeletedHash && key.isEmpty(); }
+    /// Free or deleted.
+    bool isVacant() const noexcept { return hash <= kDeletedHash && key.isEmpty(); }
   };
   static_assert(sizeof(Slot) == sizeof(kel_map_slot));
 
@@ -124,6 +124,7 @@ class map_t {
   std::uint64_t capacity() const noexcept { return block_ == nullptr ? 0 : block_->capacity; }
   Slot* slots() const noexcept;
   Located locate(const data_t& key, std::uint64_t hash) const;
+  bool isKeyOf(const Slot& slot, const data_t& key) const;
   std::uint64_t indexOf(const data_t& key, std::uint64_t hash) const;
   bool hasRoom() const;
   void grow();
