@@ -30,6 +30,7 @@ class MemorySession final : private ByteSource, public ClientSession {
   }
   bool hasInput() const override { return false; }
   void reset() noexcept override {}
+  void rest() noexcept override {}
 
   const std::string& bytes() const { return bytes_; }
 

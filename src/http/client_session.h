@@ -44,6 +44,9 @@ class ClientSession {
   /// Closes the connection; the next request opens a new one.
   virtual void reset() noexcept = 0;
 
+  /// Gives memory back that only a request under way needs. The connection stays.
+  virtual void rest() noexcept = 0;
+
   ResponseReader& reader() { return reader_; }
 
  protected:
@@ -66,6 +69,7 @@ class StrictSession final : private ByteSource, public ClientSession {
   void send(std::string_view first, std::string_view second) override;
   bool hasInput() const override;
   void reset() noexcept override;
+  void rest() noexcept override { socket_.rest(); }
 
  private:
   // For the reader.

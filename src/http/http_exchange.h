@@ -60,6 +60,9 @@ class HttpExchange {
   /// returned true since the latest call.
   void mapMessageToRequest(Message& message) noexcept;
 
+  /// Gives memory back that only a request under way needs: for a worker that is going to wait.
+  void rest() noexcept { session_->rest(); }
+
   /// Closes the connection. Call it on the worker's own thread before that ends.
   void close() { session_->reset(); }
 

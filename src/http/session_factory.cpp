@@ -84,8 +84,6 @@ Context::Ptr SessionFactory::tlsContext(const std::string& host) {
                                      acceptAny ? Context::VERIFY_NONE : Context::VERIFY_STRICT,
                                      kVerificationDepth, true, kCiphers));
     decideWithoutTheLibrary(*context, acceptAny);
-    // An idle connection needs no buffers: 34 KiB each.
-    SSL_CTX_set_mode(context->sslContext(), SSL_MODE_RELEASE_BUFFERS);
     if (!acceptAny) expectPeer(*context, host);
     tlsContext_ = context;
   }

@@ -49,6 +49,11 @@ class SessionSocket {
 
   void close() noexcept;
 
+  /// Gives memory back that only a request under way needs.
+  void rest() noexcept {
+    if (tls_) tls_->rest();
+  }
+
  private:
   PeerSocket peer_;
   std::optional<TlsStream> tls_;

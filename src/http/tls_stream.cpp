@@ -25,6 +25,12 @@ bool isName(const std::string& host) {
   return !Poco::Net::IPAddress::tryParse(host, address);
 }
 
+// What an operation reports is read from the thread's queue of errors, which has to be empty
+// beforehand. Clearing one that is empty visits each of its places.
+void clearErrors() {
+  if (ERR_peek_error() != 0) ERR_clear_error();
+}
+
 TlsStream& streamOf(BIO* bio) { return *static_cast<TlsStream*>(BIO_get_data(bio)); }
 
 }  // namespace
@@ -41,7 +47,7 @@ TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
   SSL_set_read_ahead(ssl_.get(), 1);  // else it reads each record's head and the rest apart
   if (isName(host)) SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
   peer_.boundStep();
-  ERR_clear_error();
+  clearErrors();
   if (outcome(SSL_connect(ssl_.get())) == 0) {
     throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
   }
@@ -49,7 +55,7 @@ TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
 }
 
 std::size_t TlsStream::receive(char* buffer, std::size_t length) {
-  ERR_clear_error();
+  clearErrors();
   return outcome(SSL_read(ssl_.get(), buffer, clamped(length)));
 }
 
@@ -57,7 +63,7 @@ std::size_t TlsStream::receive(char* buffer, std::size_t length) {
 bool TlsStream::hasBytes() {
   if (SSL_has_pending(ssl_.get()) == 0 && !peer_.hasBytes()) return false;
   mayWait_ = false;
-  ERR_clear_error();
+  clearErrors();
   char byte = 0;
   const int result = SSL_peek(ssl_.get(), &byte, 1);
   const int error = SSL_get_error(ssl_.get(), result);
@@ -86,7 +92,7 @@ void TlsStream::send(std::string_view first, std::string_view second) {
 
 void TlsStream::encrypt(std::string_view bytes) {
   while (!bytes.empty()) {
-    ERR_clear_error();
+    clearErrors();
     const std::size_t count = outcome(SSL_write(ssl_.get(), bytes.data(), clamped(bytes.size())));
     if (count == 0) throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
     bytes.remove_prefix(count);
@@ -106,7 +112,7 @@ void TlsStream::sendGathered() {
 void TlsStream::close() noexcept {
   if (hasFailed_) return;
   peer_.stopWaiting();
-  ERR_clear_error();
+  clearErrors();
   SSL_shutdown(ssl_.get());
   peerFailure_ = nullptr;  // how the end of a connection goes interests nobody
 }

@@ -137,10 +137,17 @@ void AffinityQueue::awaitItem(Consumer& consumer) {
   if (consumer.idleIndex != kNotIdle) removeFromIdle(consumer);  // woken without a call
 }
 
-WorkItem AffinityQueue::take(std::size_t index, const std::function<void()>& onTake) {
+WorkItem AffinityQueue::take(std::size_t index, const std::function<void()>& onTake,
+                             const std::function<void()>& onIdle) {
   Consumer& consumer = consumers_[index];
   orvex::AutoMutex lock(mutex_);
   List* list = nextListOf(consumer);
+  if (list == nullptr && onIdle && !isTerminated()) {
+    lock.unlock();
+    onIdle();
+    lock.lock();
+    list = nextListOf(consumer);
+  }
   while (list == nullptr && !isTerminated()) {
     awaitItem(consumer);
     list = nextListOf(consumer);

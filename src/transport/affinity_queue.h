@@ -79,9 +79,11 @@ class AffinityQueue {
   /// mutex().
   void broadcastAndUnlock(orvex::AutoMutex& lock);
 
-  /// Waits for the next item of a consumer and takes it; `onTake` runs while the mutex is held.
+  /// Waits for the next item of a consumer and takes it; `onTake` runs while the mutex is held,
+  /// `onIdle` without it, once, when there is no item yet.
   /// Throws "This queue has been terminated".
-  WorkItem take(std::size_t consumer, const std::function<void()>& onTake = nullptr);
+  WorkItem take(std::size_t consumer, const std::function<void()>& onTake = nullptr,
+                const std::function<void()>& onIdle = nullptr);
 
   /// Waits for a time, or until the queue is terminated.
   void pause(std::int64_t ms);

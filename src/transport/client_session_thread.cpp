@@ -18,7 +18,7 @@ int HTTPClient::ClientSessionThread::run() {
   transport_.enterWorkerThread();
   try {
     while (true) {
-      Message request = transport_.nextRequest(client_);
+      Message request = transport_.nextRequest(client_, rest_);
       if (awaitMemory()) {
         process(request);
       } else {

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 
 #include "http/http_exchange.h"
 #include "runtime/schedulable_queue.h"
@@ -36,6 +37,7 @@ class HTTPClient::ClientSessionThread final : public orvex::Thread {
   const ThreadLogger logger_;
   std::atomic<orvex::SchedulableQueue*> schedulableQueue_ = nullptr;
   HttpExchange exchange_;
+  const std::function<void()> rest_ = [this] { exchange_.rest(); };
 };
 
 }  // namespace com::corvane::connectivity::plugins

@@ -238,9 +238,9 @@ bool HTTPClient::isFlush(Message& message) const {
   return true;
 }
 
-Message HTTPClient::nextRequest(std::size_t client) {
+Message HTTPClient::nextRequest(std::size_t client, const std::function<void()>& onIdle) {
   while (true) {
-    WorkItem item = queue_.take(client);
+    WorkItem item = queue_.take(client, nullptr, onIdle);
     if (auto* const request = std::get_if<Message>(&item)) return std::move(*request);
     Sentinel& sentinel = *std::get<std::shared_ptr<Sentinel>>(item);
     sentinel.reach(client);

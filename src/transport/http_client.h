@@ -20,6 +20,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -75,7 +76,7 @@ class HTTPClient final : public connectivity10_15_0::AbstractTransport, private 
   // What a worker uses.
   ExchangeContext exchangeContext();
   void enterWorkerThread() const;
-  Message nextRequest(std::size_t client);
+  Message nextRequest(std::size_t client, const std::function<void()>& onIdle);
 
   bool isWorkerThread() const;
   bool isHostShuttingDown() const;

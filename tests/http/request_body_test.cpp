@@ -27,6 +27,7 @@ class SendRecorder final : private ByteSource, public ClientSession {
   }
   bool hasInput() const override { return false; }
   void reset() noexcept override {}
+  void rest() noexcept override {}
 
   std::string all() const {
     std::string result;

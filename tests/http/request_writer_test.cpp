@@ -25,6 +25,7 @@ class RecordingSession final : private ByteSource, public ClientSession {
   }
   bool hasInput() const override { return false; }
   void reset() noexcept override {}
+  void rest() noexcept override {}
 
   std::string bytes;
 

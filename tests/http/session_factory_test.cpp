@@ -7,8 +7,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <openssl/ssl.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -152,6 +154,23 @@ TEST_F(SessionFactoryTest, SendsLargeBodiesWholeOverTls) {
   ASSERT_EQ(server.requests().size(), 2u);
   EXPECT_TRUE(server.requests()[0].body == body);
   EXPECT_EQ(server.requests()[1].body, "small");
+  EXPECT_EQ(server.connectionCount(), 1u);
+}
+
+TEST_F(SessionFactoryTest, GivesTheBuffersOfTlsBackAtRest) {
+  trustAuthority();
+  settings_.tls = true;
+  ScriptedServer server(authority_.issue(), ScriptedServer::answeringAll(kOkAnswer));
+  connectTo(server.port());
+  EXPECT_EQ(status(perform(RequestMessage("POST", "/", "first"))), 200);
+  const std::size_t atWork = ::mallinfo2().uordblks;
+
+  exchange_->rest();
+
+  const bool isCounted = atWork > 0;  // not by a sanitizer's allocator
+  EXPECT_TRUE(!isCounted || ::mallinfo2().uordblks + 30'000 < atWork);
+  EXPECT_EQ(status(perform(RequestMessage("POST", "/", "second"))), 200);
+  exchange_->close();
   EXPECT_EQ(server.connectionCount(), 1u);
 }
 

@@ -383,6 +383,35 @@ TEST_F(AffinityQueueTest, LeavesAConsumerWaitingThatIsWokenForAnothersItem) {
   EXPECT_EQ(queue.count(), 100u);
 }
 
+TEST_F(AffinityQueueTest, TellsAConsumerOnceThatItIsGoingToWait) {
+  AffinityQueue queue(2, logger_);
+  int calls = 0;
+  const auto onIdle = [&] {
+    ++calls;
+    add(queue, 3, 0);  // which takes the mutex
+    add(queue, 4, 1);
+  };
+  add(queue, 2);
+
+  WorkItem before = queue.take(0, nullptr, onIdle);
+  EXPECT_EQ(calls, 0);
+  WorkItem meanwhile = queue.take(0, nullptr, onIdle);
+
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(numberOf(before), 2);
+  EXPECT_EQ(numberOf(meanwhile), 3);
+}
+
+TEST_F(AffinityQueueTest, TellsNobodyToWaitWhenItHasEnded) {
+  AffinityQueue queue(1, logger_);
+  queue.terminate();
+  int calls = 0;
+
+  EXPECT_THROW(queue.take(0, nullptr, [&] { ++calls; }), std::runtime_error);
+
+  EXPECT_EQ(calls, 0);
+}
+
 // Consumers that take until the queue ends.
 class Takers {
  public:
