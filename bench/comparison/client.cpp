@@ -22,6 +22,7 @@ using bench::Work;
 std::string run(const Work& work) {
   if (work.client == "lifecycle") return bench::lifecycleJson(work);
   const std::map<std::string, bench::ExchangeFactory> exchanges{
+      {"nothing", bench::noExchange},
       {"socket", bench::socketExchange},
       {"poco", bench::pocoExchange},
       {"curl", bench::curlExchange},

@@ -10,6 +10,7 @@ import program
 
 PLUGIN, SOCKET, POCO, CURL = "plugin", "socket", "poco", "curl"
 LIFECYCLE = "lifecycle"
+NOTHING = "nothing"  # at a steady rate: the threads of a loop wake up when requests are due
 
 FIGURES = (
     "rate",

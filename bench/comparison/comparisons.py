@@ -2,7 +2,7 @@
 
 from dataclasses import dataclass, replace
 
-from clients import CURL, LIFECYCLE, PLUGIN, POCO, SOCKET
+from clients import CURL, LIFECYCLE, NOTHING, PLUGIN, POCO, SOCKET
 from servers import NGINX, OWN
 from work import KIB, MIB, Work
 
@@ -127,8 +127,9 @@ def flushed(scale, delay_ms):
 
 
 def paced(rate, share):
-    """The same steady rate for the plugin and for the socket loop."""
-    comparison = _of_clients(Work(rate=rate), (PLUGIN, SOCKET))
+    """The same steady rate for the plugin, for the socket loop, and for threads that ask nothing:
+    what the system alone makes late."""
+    comparison = _of_clients(Work(rate=rate), (PLUGIN, SOCKET, NOTHING))
     return replace(comparison, title=f"{share:.0%} of the peak rate")
 
 

@@ -57,11 +57,11 @@ class ComparisonsTest(unittest.TestCase):
 
         self.assertEqual(compared, [comparisons.small_post(FULL)])
 
-    def test_a_pace_is_the_same_for_both(self):
+    def test_a_pace_is_the_same_for_all(self):
         (half,) = comparisons.paced_comparisons(1000, (0.5,))
 
         self.assertEqual(half.title, "50% of the peak rate")
-        self.assertEqual([cell.work.rate for cell in half.cells], [500, 500])
+        self.assertEqual([cell.work.rate for cell in half.cells], [500, 500, 500])
 
     def test_clients_are_told_from_works(self):
         self.assertTrue(comparisons.is_of_clients(comparisons.download(0)))

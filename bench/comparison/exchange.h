@@ -24,6 +24,9 @@ class Exchange {
 /// The connection is opened at once, or with the first request. The work outlives it.
 using ExchangeFactory = std::unique_ptr<Exchange> (*)(const Work& work);
 
+/// Nothing: what is measured at a steady rate is how late the system wakes a thread.
+std::unique_ptr<Exchange> noExchange(const Work& work);
+
 /// System calls alone, and OpenSSL where the work asks for TLS: a request that is ready beforehand,
 /// no more of the answer looked at than its length needs.
 std::unique_ptr<Exchange> socketExchange(const Work& work);

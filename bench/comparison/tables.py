@@ -13,6 +13,7 @@ _NAMES = {
     "curl": "libcurl",
     "wrk": "wrk (the server's ceiling)",
     "go": "Go net/http",
+    "nothing": "nothing: threads that wake up when requests are due",
 }
 _PERCENTILES = ("p50Micros", "p90Micros", "p99Micros", "p999Micros")
 _HEADER = (
@@ -191,7 +192,8 @@ def _flush_tables(runs, scale):
 
 def _latency_tables(runs, scale):
     titles = {comparisons.paced(0, share).title for share in scale.loads}
-    header = ("load", "requests/s", "client", "p50 µs", "p90 µs", "p99 µs", "p99.9 µs", "p99 added")
+    percentiles = ("p50 µs", "p90 µs", "p99 µs", "p99.9 µs")
+    header = ("load", "requests/s", "client", *percentiles, "p99 added", "processor busy")
     rows = []
     for comparison in runs.comparisons:
         if comparison.title not in titles:
@@ -205,9 +207,19 @@ def _latency_tables(runs, scale):
                     name_of(cell.client),
                     *(_median(runs, comparison, cell, name, 0) for name in _PERCENTILES),
                     _added(runs, comparison.title) if is_plugin else ABSENT,
+                    _busy(runs, comparison, cell),
                 )
             )
     return [Table("Latency at a steady rate, 8 connections, 1 KiB POST", header, tuple(rows))]
+
+
+# The client's share of its processor.
+def _busy(runs, comparison, cell):
+    try:
+        micros = runs.quartiles(comparison, cell, "cpuMicros").median
+    except MissingError:
+        return ABSENT
+    return f"{micros * cell.work.rate / 1e6:.0%}"
 
 
 def _added(runs, title):

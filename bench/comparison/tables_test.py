@@ -4,7 +4,7 @@ import unittest
 from dataclasses import replace
 
 import comparisons
-from clients import LIFECYCLE, PLUGIN, POCO
+from clients import LIFECYCLE, NOTHING, PLUGIN, POCO, SOCKET
 from comparisons import SHORT, WRK, Cell, Comparison
 from runs import Runs
 from servers import NGINX
@@ -64,6 +64,17 @@ class TablesTest(unittest.TestCase):
                 ("2", "100", ABSENT, ABSENT, ABSENT, ABSENT),
             ),
         )
+
+    def test_latency_is_held_against_sockets_and_shows_how_busy_the_client_was(self):
+        (half,) = comparisons.paced_comparisons(20_000, (0.5,))
+        for client, p99 in ((PLUGIN, 120.0), (SOCKET, 100.0), (NOTHING, 30.0)):
+            self.runs.record(half, half.cell(client), {**_FIGURES, "p99Micros": p99})
+
+        rows = tables_of("latency", self.runs, SHORT)[0].rows
+
+        shown = ("50% of the peak rate", "10,000", "the plugin", "50", "90", "120", "999")
+        self.assertEqual(rows[0], (*shown, "20", "16%"))
+        self.assertEqual([row[-2:] for row in rows[1:]], [(ABSENT, "16%")] * 2)
 
     def test_memory_tells_what_a_worker_adds(self):
         comparison = comparisons.idle(SHORT, False)

@@ -143,4 +143,14 @@ TEST_P(LifecycleTest, TellsWhatWorkersCostThatHoldAConnectionEach) {
 
 INSTANTIATE_TEST_SUITE_P(Plugin, LifecycleTest, testing::Values("plugin"));
 
+TEST(NoExchangeTest, TellsHowLateThreadsWakeUp) {
+  const Work work{.client = "nothing", .connections = 2, .requests = 20, .rate = 10'000};
+  Measurement measurement(work);
+
+  bench::runExchanges(work, bench::noExchange, measurement);
+
+  EXPECT_EQ(measurement.failures(), 0u);
+  EXPECT_THAT(measurement.json(), HasSubstr("\"requests\": 20, \"failures\": 0, "));
+}
+
 }  // namespace
