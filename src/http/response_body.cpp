@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "http/content_coding.h"
 #include "http/inflater.h"
 
 namespace com::corvane::connectivity::plugins {
@@ -44,10 +43,16 @@ void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader)
   } else if (*coding == ContentCoding::Identity) {
     readPlain(reader);
   } else {
-    Inflater(*coding, reader).inflateTo(body_);
-    // What follows the coded stream belongs to the body as well, and its end has to be seen.
-    reader.drain(kDrainBytesMax);
+    readInflated(*coding, reader);
   }
+}
+
+// Its 16 KiB of stack are memory of those workers only that get such bodies: as a part of what all
+// of them run they would be touched for every body.
+void ResponseBody::readInflated(ContentCoding coding, ResponseReader& reader) {
+  Inflater(coding, reader).inflateTo(body_);
+  // What follows the coded stream belongs to the body as well, and its end has to be seen.
+  reader.drain(kDrainBytesMax);
 }
 
 buffer_t ResponseBody::take() {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "http/body_buffer.h"
+#include "http/content_coding.h"
 #include "http/names.h"
 #include "http/response_head.h"
 #include "http/response_reader.h"
@@ -44,6 +45,7 @@ class ResponseBody {
 
  private:
   void readDecoded(const ResponseHead& head, ResponseReader& reader);
+  [[gnu::noinline]] void readInflated(ContentCoding coding, ResponseReader& reader);
   void readPlain(ResponseReader& reader);
   void readDirect(ResponseReader& reader);
   void replaceUnsupported(std::string_view coding, ResponseReader& reader);
