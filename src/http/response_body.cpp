@@ -47,13 +47,15 @@ void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader)
   }
 }
 
-// Its 16 KiB of stack are memory of those workers only that get such bodies: as a part of what all
-// of them run they would be touched for every body.
+// The inflater's 16 KiB are memory of those workers only that get such bodies.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wframe-larger-than="
 void ResponseBody::readInflated(ContentCoding coding, ResponseReader& reader) {
   Inflater(coding, reader).inflateTo(body_);
   // What follows the coded stream belongs to the body as well, and its end has to be seen.
   reader.drain(kDrainBytesMax);
 }
+#pragma GCC diagnostic pop
 
 buffer_t ResponseBody::take() {
   if (isDirect_) {
