@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <string>
 #include <utility>
 
-#include "http/inflater.h"
+#include "http/content_coding.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
@@ -47,15 +48,12 @@ void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader)
   }
 }
 
-// The inflater's 16 KiB are memory of those workers only that get such bodies.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wframe-larger-than="
 void ResponseBody::readInflated(ContentCoding coding, ResponseReader& reader) {
-  Inflater(coding, reader).inflateTo(body_);
+  if (!input_) input_ = std::make_unique_for_overwrite<Inflater::Input>();
+  Inflater(coding, reader, *input_).inflateTo(body_);
   // What follows the coded stream belongs to the body as well, and its end has to be seen.
   reader.drain(kDrainBytesMax);
 }
-#pragma GCC diagnostic pop
 
 buffer_t ResponseBody::take() {
   if (isDirect_) {

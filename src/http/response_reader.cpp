@@ -292,11 +292,8 @@ std::string_view ResponseReader::readLine(std::size_t bytesMax) {
   }
 }
 
-// Few workers ever come here: for the others the bytes on the stack are no memory.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wframe-larger-than="
 bool ResponseReader::drain(std::size_t bytesMax) {
-  char scratch[16 * 1024];
+  char scratch[1024];
   std::size_t bytes = 0;
   while (!complete_ && bytes <= bytesMax) {
     const std::size_t count = readBody(scratch, sizeof(scratch));
@@ -305,7 +302,6 @@ bool ResponseReader::drain(std::size_t bytesMax) {
   }
   return complete_;
 }
-#pragma GCC diagnostic pop
 
 void ResponseReader::forbidReuse() { keepsOpen_ = false; }
 

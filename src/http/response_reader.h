@@ -57,8 +57,8 @@ class ResponseReader {
   std::uint64_t expectedBytes() const { return framing_ == Framing::Length ? remaining_ : 0; }
 
   /// Reads and drops the rest of the body, up to `bytesMax` bytes. Returns whether its end was
-  /// reached. Never made a part of its caller, whose frame it would enlarge by 16 KiB.
-  [[gnu::noinline]] bool drain(std::size_t bytesMax);
+  /// reached.
+  bool drain(std::size_t bytesMax);
 
   /// True when the body was read to its proven end, the peer keeps the connection open and nothing
   /// follows: the connection may carry the next request.
