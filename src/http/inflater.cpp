@@ -24,9 +24,9 @@ bool isZlibHeader(const unsigned char* bytes) {
 
 }  // namespace
 
-Inflater::Inflater(ContentCoding coding, ResponseReader& source)
-    : coding_(coding), source_(source) {
-  stream_.next_in = input_;
+Inflater::Inflater(ContentCoding coding, ResponseReader& source, Input& input)
+    : coding_(coding), source_(source), input_(input) {
+  stream_.next_in = input_.data();
 }
 
 Inflater::~Inflater() {
@@ -36,10 +36,10 @@ Inflater::~Inflater() {
 // Reads until `bytes` bytes of input are at hand. Returns false when the body ends before.
 bool Inflater::need(std::size_t bytes) {
   while (stream_.avail_in < bytes) {
-    std::memmove(input_, stream_.next_in, stream_.avail_in);
-    stream_.next_in = input_;
-    const std::size_t count = source_.readBody(reinterpret_cast<char*>(input_) + stream_.avail_in,
-                                               sizeof(input_) - stream_.avail_in);
+    std::memmove(input_.data(), stream_.next_in, stream_.avail_in);
+    stream_.next_in = input_.data();
+    auto* const end = reinterpret_cast<char*>(input_.data()) + stream_.avail_in;
+    const std::size_t count = source_.readBody(end, input_.size() - stream_.avail_in);
     if (count == 0) return false;
     stream_.avail_in += static_cast<uInt>(count);
   }

@@ -4,12 +4,14 @@
 //            section 2.2). deflate: the zlib format (RFC 1950), or a raw deflate stream (RFC 1951),
 //            which some servers send under that name. Bytes behind the last stream are ignored.
 // Threads:   one worker only.
+// Ownership: borrows the source, and the memory that it receives in.
 // Errors:    com::orvex::StreamException "Error processing response stream: Serious I/O error" when
 //            the stream is corrupt or ends early; std::bad_alloc.
 #pragma once
 
 #include <zlib.h>
 
+#include <array>
 #include <cstddef>
 
 #include "http/body_buffer.h"
@@ -20,8 +22,12 @@ namespace com::corvane::connectivity::plugins {
 
 class Inflater {
  public:
+  /// What it receives in, of which only what has been received means anything. Too large for the
+  /// stack: a frame is touched as a whole.
+  using Input = std::array<unsigned char, 16 * 1024>;
+
   /// REQUIRES: coding is Gzip or Deflate.
-  Inflater(ContentCoding coding, ResponseReader& source);
+  Inflater(ContentCoding coding, ResponseReader& source, Input& input);
   ~Inflater();
   Inflater(const Inflater&) = delete;
   Inflater& operator=(const Inflater&) = delete;
@@ -37,9 +43,9 @@ class Inflater {
 
   ContentCoding coding_;
   ResponseReader& source_;
+  Input& input_;
   z_stream stream_{};
   bool initialised_ = false;
-  unsigned char input_[16 * 1024];
 };
 
 }  // namespace com::corvane::connectivity::plugins

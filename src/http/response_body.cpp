@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <string>
 #include <utility>
 
 #include "http/content_coding.h"
-#include "http/inflater.h"
 
 namespace com::corvane::connectivity::plugins {
 namespace {
@@ -44,10 +44,15 @@ void ResponseBody::readDecoded(const ResponseHead& head, ResponseReader& reader)
   } else if (*coding == ContentCoding::Identity) {
     readPlain(reader);
   } else {
-    Inflater(*coding, reader).inflateTo(body_);
-    // What follows the coded stream belongs to the body as well, and its end has to be seen.
-    reader.drain(kDrainBytesMax);
+    readInflated(*coding, reader);
   }
+}
+
+void ResponseBody::readInflated(ContentCoding coding, ResponseReader& reader) {
+  if (!input_) input_ = std::make_unique_for_overwrite<Inflater::Input>();
+  Inflater(coding, reader, *input_).inflateTo(body_);
+  // What follows the coded stream belongs to the body as well, and its end has to be seen.
+  reader.drain(kDrainBytesMax);
 }
 
 buffer_t ResponseBody::take() {

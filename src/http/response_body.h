@@ -8,7 +8,10 @@
 //            the place of the body, logged at WARN.
 #pragma once
 
+#include <memory>
+
 #include "http/body_buffer.h"
+#include "http/inflater.h"
 #include "http/names.h"
 #include "http/response_head.h"
 #include "http/response_reader.h"
@@ -42,8 +45,11 @@ class ResponseBody {
   /// Gives the memory of a large body back, of one that nobody takes.
   void drop();
 
+  const Inflater::Input* inputForTest() const { return input_.get(); }
+
  private:
   void readDecoded(const ResponseHead& head, ResponseReader& reader);
+  void readInflated(ContentCoding coding, ResponseReader& reader);
   void readPlain(ResponseReader& reader);
   void readDirect(ResponseReader& reader);
   void replaceUnsupported(std::string_view coding, ResponseReader& reader);
@@ -52,6 +58,7 @@ class ResponseBody {
   bool isDirect_ = false;  // where the body is
   buffer_t direct_;
   BodyBuffer body_;
+  std::unique_ptr<Inflater::Input> input_;  // of coded bodies; made for the first of them
 };
 
 }  // namespace com::corvane::connectivity::plugins

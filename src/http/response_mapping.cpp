@@ -101,12 +101,12 @@ void ResponseMapping::setContentType(map_t& metadata, const ResponseHead& head) 
   if (header.empty()) return;
   if (header != contentType_.header) {
     const Poco::Net::MediaType type(utf8Text(header));
-    ContentType read;
-    read.type = ascii::lowered(type.getType() + "/" + type.getSubType());
-    read.hasCharset = type.hasParameter("charset");
-    if (read.hasCharset) read.charset = charsetOf(type);
-    read.header = header;
-    contentType_ = std::move(read);
+    contentType_.header.clear();  // until the rest belongs to it
+    contentType_.type.assign(type.getType()).append("/").append(type.getSubType());
+    ascii::lower(contentType_.type);
+    contentType_.hasCharset = type.hasParameter("charset");
+    if (contentType_.hasCharset) contentType_.charset = charsetOf(type);
+    contentType_.header = header;
   }
   if (contentType_.hasCharset) metadata.insert(keys_.charset, data_t(contentType_.charset));
   metadata.insert(keys_.contentType, data_t(contentType_.type));

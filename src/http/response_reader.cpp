@@ -293,7 +293,7 @@ std::string_view ResponseReader::readLine(std::size_t bytesMax) {
 }
 
 bool ResponseReader::drain(std::size_t bytesMax) {
-  char scratch[16 * 1024];
+  char scratch[1024];
   std::size_t bytes = 0;
   while (!complete_ && bytes <= bytesMax) {
     const std::size_t count = readBody(scratch, sizeof(scratch));

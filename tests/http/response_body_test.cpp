@@ -110,6 +110,18 @@ TEST_F(ResponseBodyTest, InflatesGzipAndBothFormsOfDeflate) {
   EXPECT_EQ(read(answer("deflate", deflated(text, DeflateFormat::Raw))), text);
 }
 
+TEST_F(ResponseBodyTest, TakesMemoryToInflateWithTheFirstCodedBodyAndUsesItAgain) {
+  const std::string coded = answer("gzip", deflated("the body", DeflateFormat::Gzip));
+
+  read(answer("identity", "the body"));
+  EXPECT_EQ(body_.inputForTest(), nullptr);
+  read(coded);
+  const auto* const input = body_.inputForTest();
+  EXPECT_NE(input, nullptr);
+  EXPECT_EQ(read(coded), "the body");
+  EXPECT_EQ(body_.inputForTest(), input);
+}
+
 TEST_F(ResponseBodyTest, InflatesEveryMemberOfAGzipBody) {
   const std::string body = deflated("one ", DeflateFormat::Gzip) +
                            deflated("two ", DeflateFormat::Gzip) +
