@@ -106,7 +106,7 @@ void StrictSession::connect() {
     socket_.connectTo(address, settings_.timeoutMs);
     if (!settings_.isTls()) return;
     if (settings_.hasProxy()) openTunnel();
-    socket_.startTls(settings_.tlsContext, settings_.host);
+    socket_.startTls(settings_.tlsContext, *settings_.tlsSessions, settings_.host);
   } catch (...) {
     socket_.close();
     throw;

@@ -56,6 +56,7 @@ std::unique_ptr<StrictSession> SessionFactory::create(const std::string& host, s
   if (settings_.tls) {
     logTls(host, port, logger);
     session.tlsContext = tlsContext(host);
+    session.tlsSessions = &*tlsSessions_;
   } else {
     logger.log(LogLevel::Info, "Connecting to http://%s:%I64u%s", host, port, settings_.basePath);
   }
@@ -85,6 +86,7 @@ Context::Ptr SessionFactory::tlsContext(const std::string& host) {
                                      kVerificationDepth, true, kCiphers));
     decideWithoutTheLibrary(*context, acceptAny);
     if (!acceptAny) expectPeer(*context, host);
+    tlsSessions_.emplace(*context->sslContext());
     tlsContext_ = context;
   }
   return tlsContext_;

@@ -10,12 +10,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "config/settings.h"
 #include "http/client_session.h"
 #include "http/connections.h"
 #include "http/names.h"
+#include "http/tls_sessions.h"
 #include "runtime/mutex.h"
 
 namespace com::corvane::connectivity::plugins {
@@ -45,6 +47,7 @@ class SessionFactory {
   Connections connections_;
   orvex::Mutex tlsContextMutex_{"TlsContextMutex"};
   Poco::Net::Context::Ptr tlsContext_;
+  std::optional<TlsSessions> tlsSessions_;  // of the context
 };
 
 }  // namespace com::corvane::connectivity::plugins

@@ -8,8 +8,9 @@ void SessionSocket::connectTo(const Poco::Net::SocketAddress& address, std::int6
   peer_.connect(address);
 }
 
-void SessionSocket::startTls(const Poco::Net::Context::Ptr& context, const std::string& host) {
-  tls_.emplace(peer_, context, host);
+void SessionSocket::startTls(const Poco::Net::Context::Ptr& context, TlsSessions& sessions,
+                             const std::string& host) {
+  tls_.emplace(peer_, context, sessions, host);
 }
 
 bool SessionSocket::hasBytes() {

@@ -31,7 +31,8 @@ class SessionSocket {
   void connectTo(const Poco::Net::SocketAddress& address, std::int64_t timeoutMs);
 
   /// From here on all bytes go through TLS. REQUIRES: connected.
-  void startTls(const Poco::Net::Context::Ptr& context, const std::string& host);
+  void startTls(const Poco::Net::Context::Ptr& context, TlsSessions& sessions,
+                const std::string& host);
 
   bool isOpen() const { return peer_.isOpen(); }
 

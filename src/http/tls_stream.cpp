@@ -36,7 +36,7 @@ TlsStream& streamOf(BIO* bio) { return *static_cast<TlsStream*>(BIO_get_data(bio
 }  // namespace
 
 TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
-                     const std::string& host)
+                     TlsSessions& sessions, const std::string& host)
     : peer_(peer),
       context_(context),
       method_(BIO_meth_new(BIO_TYPE_SOURCE_SINK, "peer socket")),
@@ -47,11 +47,21 @@ TlsStream::TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context,
   SSL_set_read_ahead(ssl_.get(), 1);  // else it reads each record's head and the rest apart
   if (isName(host)) SSL_set_tlsext_host_name(ssl_.get(), host.c_str());
   peer_.boundStep();
-  clearErrors();
-  if (outcome(SSL_connect(ssl_.get())) == 0) {
-    throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
-  }
+  shakeHands(sessions);
   peer_.boundStretches();
+}
+
+void TlsStream::shakeHands(TlsSessions& sessions) {
+  sessions.offerTo(*ssl_);
+  clearErrors();
+  try {
+    if (outcome(SSL_connect(ssl_.get())) == 0) {
+      throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
+    }
+  } catch (...) {
+    sessions.forget();
+    throw;
+  }
 }
 
 std::size_t TlsStream::receive(char* buffer, std::size_t length) {

@@ -19,14 +19,17 @@
 #include <string_view>
 
 #include "http/peer_socket.h"
+#include "http/tls_sessions.h"
 
 namespace com::corvane::connectivity::plugins {
 
 class TlsStream {
  public:
   /// Performs the handshake, as one step of the socket. The context says what is verified; `host`
-  /// is the name that the server is told, unless it is an address.
-  TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context, const std::string& host);
+  /// is the name that the server is told, unless it is an address. `sessions`, the context's, make
+  /// the handshake shorter where the server agrees.
+  TlsStream(PeerSocket& peer, const Poco::Net::Context::Ptr& context, TlsSessions& sessions,
+            const std::string& host);
   TlsStream(const TlsStream&) = delete;
   TlsStream& operator=(const TlsStream&) = delete;
 
@@ -56,6 +59,7 @@ class TlsStream {
   static int writeToPeer(BIO* bio, const char* bytes, int length);
   static long control(BIO* bio, int command, long number, void* pointer);
   BIO* makeBio();
+  void shakeHands(TlsSessions& sessions);
   void encrypt(std::string_view bytes);
   void sendGathered();
   std::size_t outcome(int result);
