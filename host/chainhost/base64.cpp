@@ -27,19 +27,17 @@ constexpr std::array<std::uint8_t, 256> kDigits = makeDigits();
 
 }  // namespace
 
-void appendBase64(std::string& out, std::string_view bytes) {
+void appendBase64(TextBuffer& out, std::string_view bytes) {
   // The encoder counts in int and writes a NUL behind the text: pieces of whole triples.
   constexpr std::size_t kPieceBytes = 3 << 20;
   while (!bytes.empty()) {
     const std::string_view piece = bytes.substr(0, std::min(bytes.size(), kPieceBytes));
     bytes.remove_prefix(piece.size());
-    const std::size_t before = out.size();
     const std::size_t textBytes = (piece.size() + 2) / 3 * 4;
-    out.resize(before + textBytes + 1);
-    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data() + before),
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.room(textBytes + 1)),
                     reinterpret_cast<const unsigned char*>(piece.data()),
                     static_cast<int>(piece.size()));
-    out.pop_back();
+    out.take(textBytes);
   }
 }
 

@@ -5,10 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "chainhost/text_buffer.h"
+
 namespace chainhost {
 
 // Appends the padded text of `bytes` to `out`.
-void appendBase64(std::string& out, std::string_view bytes);
+void appendBase64(TextBuffer& out, std::string_view bytes);
 
 // The bytes of a text, or nothing unless it is exactly what an encoder writes: no blanks or line
 // ends, padded to a multiple of four characters, unused bits zero.

@@ -18,6 +18,9 @@ static_assert(LineReader::kPaddingBytes >= JsonParser::kPaddingBytes);
 
 namespace {
 
+// Room that is kept from refusal to refusal; a key or a name in a text may be very long.
+constexpr std::size_t kKeptErrorLineBytesMax = 1 << 20;
+
 bool isEmpty(const kel_message& message) {
   return message.payload.tag == KEL_TAG_EMPTY && message.metadata == nullptr;
 }
@@ -136,9 +139,9 @@ void Delivery::takeBackBatch() {
 
 void Delivery::refuse(std::string_view reason, std::uint64_t lineNumber) {
   state_.countRefusedLine();
-  errorLine_.clear();
+  errorLine_.clear(kKeptErrorLineBytesMax);
   appendErrorLine(errorLine_, reason, lineNumber);
-  output_.append(errorLine_);
+  output_.append(errorLine_.view());
 }
 
 }  // namespace chainhost

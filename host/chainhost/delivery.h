@@ -23,6 +23,7 @@
 #include "chainhost/output_writer.h"
 #include "chainhost/plugin_library.h"
 #include "chainhost/run_state.h"
+#include "chainhost/text_buffer.h"
 #include "runtime/thread.h"
 
 namespace chainhost {
@@ -56,7 +57,7 @@ class Delivery : public com::orvex::Thread {
   MessageParser parser_;
   Batch batch_;
   std::vector<std::uint64_t> batchLines_;  // the line number of each message of the batch
-  std::string errorLine_;
+  TextBuffer errorLine_;
   std::uint64_t lineNumber_ = 0;
 };
 

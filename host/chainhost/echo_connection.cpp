@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "chainhost/json_text.h"
+#include "chainhost/text_buffer.h"
 
 namespace chainhost {
 
@@ -47,7 +48,7 @@ std::vector<Header> gatherHeaders(const HTTPServerRequest& request) {
   return headers;
 }
 
-void appendHeader(std::string& out, const Header& header) {
+void appendHeader(TextBuffer& out, const Header& header) {
   appendJsonText(out, header.name);
   out += ": ";
   const bool isList = header.values.size() > 1;
@@ -70,8 +71,8 @@ std::string readBody(HTTPServerRequest& request) {
   return body;
 }
 
-std::string describe(HTTPServerRequest& request) {
-  std::string out = "{\"method\": ";
+void describe(HTTPServerRequest& request, TextBuffer& out) {
+  out += "{\"method\": ";
   appendJsonText(out, request.getMethod());
   out += ", \"target\": ";
   appendJsonText(out, request.getURI());
@@ -85,14 +86,15 @@ std::string describe(HTTPServerRequest& request) {
   out += "}, \"body\": ";
   appendJsonBytes(out, readBody(request));
   out += "}\n";
-  return out;
 }
 
 void answer(HTTPServerRequest& request, HTTPServerResponseImpl& response) {
   if (request.getExpectContinue()) {
     response.sendContinue();
   }
-  const std::string text = describe(request);
+  TextBuffer description;
+  describe(request, description);
+  const std::string_view text = description.view();
   response.setContentType("application/json");
   response.sendBuffer(text.data(), text.size());
 }

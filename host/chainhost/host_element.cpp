@@ -1,6 +1,7 @@
 #include "chainhost/host_element.h"
 
 #include <exception>
+#include <string>
 
 #include "chainhost/response_line.h"
 #include "runtime/platform.h"
@@ -26,16 +27,14 @@ void HostElement::receive(void* self, kel_message* first, kel_message* end) noex
 
 void HostElement::writeResponses(const kel_message* first, const kel_message* end) {
   const com::orvex::AutoMutex lock(mutex_);
-  lines_.clear();
+  lines_.clear(kKeptLinesBytesMax);  // of a line that there was no memory for
   for (const kel_message* message = first; message != end; ++message) {
     appendResponseLine(lines_, *message);
     summary_.countResponse(*message);
   }
-  output_.append(lines_);
+  output_.append(lines_.view());
   lastResponseNanos_ = com::orvex::Platform::monotonicNanos();
-  if (lines_.capacity() > kKeptLinesBytesMax) {
-    lines_ = std::string();
-  }
+  lines_.clear(kKeptLinesBytesMax);
 }
 
 RunSummary HostElement::summary() const {

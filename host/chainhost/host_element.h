@@ -8,11 +8,11 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "chainhost/output_writer.h"
 #include "chainhost/run_state.h"
 #include "chainhost/run_summary.h"
+#include "chainhost/text_buffer.h"
 #include "runtime/mutex.h"
 
 namespace chainhost {
@@ -36,7 +36,7 @@ class HostElement {
 
   mutable com::orvex::Mutex mutex_{"ChainhostElement"};
   RunSummary summary_ OV_GUARDED_BY(mutex_);
-  std::string lines_ OV_GUARDED_BY(mutex_);
+  TextBuffer lines_ OV_GUARDED_BY(mutex_);
   std::int64_t lastResponseNanos_ OV_GUARDED_BY(mutex_) = 0;
 };
 

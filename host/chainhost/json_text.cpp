@@ -1,10 +1,14 @@
 #include "chainhost/json_text.h"
 
+#include <emmintrin.h>
 #include <simdjson.h>
 
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstring>
+#include <string>
 
 #include "chainhost/base64.h"
 
@@ -14,18 +18,84 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-constexpr std::array<bool, 256> makeEscaped() {
-  std::array<bool, 256> escaped{};
-  for (std::size_t byte = 0; byte < 0x20; ++byte) {
-    escaped[byte] = true;
+// Which bytes a search stops at: those that JSON wants escaped, and at will those of longer UTF-8
+// sequences.
+enum class Stop { AtEscaped, AtEscapedAndHigh };
+
+constexpr bool isEscaped(unsigned char byte) { return byte < 0x20 || byte == '"' || byte == '\\'; }
+
+template <Stop stop>
+constexpr std::array<bool, 256> makeStops() {
+  std::array<bool, 256> stops{};
+  for (std::size_t byte = 0; byte < stops.size(); ++byte) {
+    stops[byte] = isEscaped(static_cast<unsigned char>(byte)) ||
+                  (stop == Stop::AtEscapedAndHigh && byte >= 0x80);
   }
-  escaped['"'] = escaped['\\'] = true;
-  return escaped;
+  return stops;
 }
 
-constexpr std::array<bool, 256> kEscaped = makeEscaped();
+template <Stop stop>
+constexpr std::array<bool, 256> kStops = makeStops<stop>();
 
-void appendEscape(std::string& out, char character) {
+constexpr std::size_t kBlockBytes = sizeof(__m128i);
+
+// Bit i tells whether the search stops at byte i of the block.
+template <Stop stop>
+unsigned stopsInBlock(const char* bytes) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+  const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block);
+  const __m128i isQuote = _mm_cmpeq_epi8(block, _mm_set1_epi8('"'));
+  const __m128i isBackslash = _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'));
+  __m128i stops = _mm_or_si128(isControl, _mm_or_si128(isQuote, isBackslash));
+  if (stop == Stop::AtEscapedAndHigh) {
+    stops = _mm_or_si128(stops, block);  // the highest bit of each byte counts
+  }
+  return static_cast<unsigned>(_mm_movemask_epi8(stops));
+}
+
+// Where a search from `index` on stops; the text's size when nowhere.
+template <Stop stop>
+std::size_t findStop(std::string_view text, std::size_t index) {
+  for (; text.size() - index >= kBlockBytes; index += kBlockBytes) {
+    const unsigned stops = stopsInBlock<stop>(text.data() + index);
+    if (stops != 0) {
+      return index + static_cast<std::size_t>(std::countr_zero(stops));
+    }
+  }
+  while (index < text.size() && !kStops<stop>[static_cast<unsigned char>(text[index])]) {
+    ++index;
+  }
+  return index;
+}
+
+// Appends the quoted text if it is ASCII without anything that is escaped, as nearly all texts are:
+// looks at it and copies it in one go. False: nothing has been appended.
+bool appendPlain(TextBuffer& out, std::string_view text) {
+  constexpr std::size_t kMuchRoom = 64 * 1024;  // not to be made in vain
+  if (text.size() > kMuchRoom && findStop<Stop::AtEscapedAndHigh>(text, 0) != text.size()) {
+    return false;
+  }
+  char* const quoted = out.room(text.size() + 2);
+  char* const copy = quoted + 1;
+  std::size_t index = 0;
+  for (; text.size() - index >= kBlockBytes; index += kBlockBytes) {
+    if (stopsInBlock<Stop::AtEscapedAndHigh>(text.data() + index) != 0) {
+      return false;
+    }
+    std::memcpy(copy + index, text.data() + index, kBlockBytes);
+  }
+  for (; index < text.size(); ++index) {
+    if (kStops<Stop::AtEscapedAndHigh>[static_cast<unsigned char>(text[index])]) {
+      return false;
+    }
+    copy[index] = text[index];
+  }
+  quoted[0] = copy[index] = '"';
+  out.take(text.size() + 2);
+  return true;
+}
+
+void appendEscape(TextBuffer& out, char character) {
   switch (character) {
     case '"':
       out += "\\\"";
@@ -91,7 +161,10 @@ bool isUtf8(std::string_view bytes) noexcept {
   return simdjson::validate_utf8(bytes.data(), bytes.size());
 }
 
-void appendJsonText(std::string& out, std::string_view text) {
+void appendJsonText(TextBuffer& out, std::string_view text) {
+  if (appendPlain(out, text)) {
+    return;
+  }
   if (isUtf8(text)) {
     appendJsonUtf8(out, text);
   } else {
@@ -99,21 +172,25 @@ void appendJsonText(std::string& out, std::string_view text) {
   }
 }
 
-void appendJsonUtf8(std::string& out, std::string_view text) {
+void appendJsonUtf8(TextBuffer& out, std::string_view text) {
   out += '"';
   std::size_t written = 0;
-  for (std::size_t index = 0; index < text.size(); ++index) {
-    if (kEscaped[static_cast<unsigned char>(text[index])]) {
-      out.append(text, written, index - written);
-      appendEscape(out, text[index]);
-      written = index + 1;
+  for (;;) {
+    const std::size_t index = findStop<Stop::AtEscaped>(text, written);
+    out += text.substr(written, index - written);
+    if (index == text.size()) {
+      break;
     }
+    appendEscape(out, text[index]);
+    written = index + 1;
   }
-  out.append(text, written, text.size() - written);
   out += '"';
 }
 
-void appendJsonBytes(std::string& out, std::string_view bytes) {
+void appendJsonBytes(TextBuffer& out, std::string_view bytes) {
+  if (appendPlain(out, bytes)) {
+    return;
+  }
   if (isUtf8(bytes)) {
     appendJsonUtf8(out, bytes);
   } else {
@@ -121,19 +198,20 @@ void appendJsonBytes(std::string& out, std::string_view bytes) {
   }
 }
 
-void appendJsonBase64(std::string& out, std::string_view bytes) {
+void appendJsonBase64(TextBuffer& out, std::string_view bytes) {
   out += "{\"$base64\": \"";
   appendBase64(out, bytes);
   out += "\"}";
 }
 
-void appendJsonInteger(std::string& out, std::int64_t value) {
-  std::array<char, 24> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-  out.append(digits.data(), end);
+void appendJsonInteger(TextBuffer& out, std::int64_t value) {
+  constexpr std::size_t kDigitsMax = 20;
+  char* const digits = out.room(kDigitsMax);
+  out.take(
+      static_cast<std::size_t>(std::to_chars(digits, digits + kDigitsMax, value).ptr - digits));
 }
 
-void appendJsonNumber(std::string& out, double value) {
+void appendJsonNumber(TextBuffer& out, double value) {
   if (std::isnan(value)) {
     out += "\"NaN\"";
     return;

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "runtime/platform.h"
@@ -59,7 +60,9 @@ void OutputWriter::append(std::string_view lines) {
   }
   pending_ += lines;
   behind_.store(true);
-  if (writerWaits_) {
+  const bool wakesWriter = std::exchange(writerWaits_, false);
+  lock.unlock();
+  if (wakesWriter) {
     condition_.broadcast();
   }
 }
@@ -106,6 +109,11 @@ int OutputWriter::run() {
       writerWaits_ = true;
       condition_.wait();
       writerWaits_ = false;
+      // Whoever can run on this processor just now may have lines, too, that then cost no write and
+      // no wake-up of their own. Where nobody can, this takes no time.
+      lock.unlock();
+      std::this_thread::yield();
+      lock.lock();
     }
     if (pending_.empty()) {
       behind_.store(false);

@@ -2,7 +2,8 @@
 //
 // Role:      takes whole lines from any thread and writes them in that order from a thread of
 //            its own. While a write is under way further lines gather and go out together with
-//            the next one, so no line waits for a later one and a busy output has few writes.
+//            the next one; so do those of the threads that can run on the writer's processor when
+//            it wakes up. So no line waits for a later one, and a busy output has few writes.
 // Threads:   any thread, internal lock ("ChainhostOutput"); finish from the owner alone.
 // Ownership: borrows the descriptor.
 // Errors:    the first write that fails ends the writing: `onFailure` is called with the system's

@@ -6,9 +6,9 @@ namespace chainhost {
 
 namespace {
 
-void appendValue(std::string& out, const kel_data& data);
+void appendValue(TextBuffer& out, const kel_data& data);
 
-void appendHostText(std::string& out, const kel_data& data) {
+void appendHostText(TextBuffer& out, const kel_data& data) {
   const Value text = Value::adopt(kel_data_to_string(data));
   if (isText(text.raw())) {
     appendJsonText(out, text.raw().payload.string);
@@ -17,9 +17,9 @@ void appendHostText(std::string& out, const kel_data& data) {
   }
 }
 
-void appendMap(std::string& out, const map_block* block) {
+void appendMap(TextBuffer& out, const map_block* block) {
   out += '{';
-  const char* separator = "";
+  std::string_view separator;
   for (const kel_map_slot& slot : slots(block)) {
     if (!isOccupied(slot)) {
       continue;
@@ -37,9 +37,9 @@ void appendMap(std::string& out, const map_block* block) {
   out += '}';
 }
 
-void appendList(std::string& out, const list_block* block) {
+void appendList(TextBuffer& out, const list_block* block) {
   out += '[';
-  const char* separator = "";
+  std::string_view separator;
   for (const kel_data& element : elements(block)) {
     out += separator;
     appendValue(out, element);
@@ -48,7 +48,7 @@ void appendList(std::string& out, const list_block* block) {
   out += ']';
 }
 
-void appendValue(std::string& out, const kel_data& data) {
+void appendValue(TextBuffer& out, const kel_data& data) {
   switch (data.tag) {
     case KEL_TAG_BOOLEAN:
       out += data.payload.boolean != 0 ? "true" : "false";
@@ -87,7 +87,7 @@ void appendValue(std::string& out, const kel_data& data) {
 
 }  // namespace
 
-void appendResponseLine(std::string& out, const kel_message& message) {
+void appendResponseLine(TextBuffer& out, const kel_message& message) {
   out += "{\"payload\": ";
   if (message.payload.tag == KEL_TAG_BUFFER) {
     appendJsonBytes(out, bytes(message.payload.payload.buffer));
@@ -99,7 +99,7 @@ void appendResponseLine(std::string& out, const kel_message& message) {
   out += "}\n";
 }
 
-void appendErrorLine(std::string& out, std::string_view text, std::uint64_t lineNumber) {
+void appendErrorLine(TextBuffer& out, std::string_view text, std::uint64_t lineNumber) {
   out += "{\"error\": ";
   appendJsonText(out, text);
   out += ", \"line\": ";

@@ -9,18 +9,18 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "chainhost/host_values.h"
+#include "chainhost/text_buffer.h"
 
 namespace chainhost {
 
 // Appends the line of a message, line feed included.
-void appendResponseLine(std::string& out, const kel_message& message);
+void appendResponseLine(TextBuffer& out, const kel_message& message);
 
 // Appends {"error": "TEXT", "line": N} and a line feed: the answer to an input line that is no
 // message, or that the transport did not take.
-void appendErrorLine(std::string& out, std::string_view text, std::uint64_t lineNumber);
+void appendErrorLine(TextBuffer& out, std::string_view text, std::uint64_t lineNumber);
 
 }  // namespace chainhost

@@ -19,8 +19,16 @@ void* allocateBlock(std::size_t headerBytes, std::uint64_t count, std::size_t el
   if (count > (std::numeric_limits<std::size_t>::max() - headerBytes) / elementBytes) {
     throw std::bad_alloc();
   }
-  void* const block = std::calloc(1, headerBytes + count * elementBytes);
+  const std::size_t bytes = headerBytes + count * elementBytes;
+  // The C library gives blocks of up to this size from the thread's own stock, but not to calloc.
+  constexpr std::size_t kStockBytesMax = 1024;
+  const bool isSmall = bytes <= kStockBytesMax;
+  void* const block = isSmall ? std::malloc(bytes) : std::calloc(1, bytes);
   if (block == nullptr) throw std::bad_alloc();
+  if (isSmall) {  // in two parts: compilers turn malloc and one memset into calloc
+    std::memset(block, 0, headerBytes);
+    std::memset(static_cast<char*>(block) + headerBytes, 0, bytes - headerBytes);
+  }
   return block;
 }
 

@@ -16,11 +16,12 @@ struct Pair {
 class Base64PairTest : public testing::TestWithParam<Pair> {};
 
 TEST_P(Base64PairTest, IsEncoded) {
-  std::string text = "before ";
+  TextBuffer text;
+  text += "before ";
 
   appendBase64(text, GetParam().bytes);
 
-  EXPECT_EQ(text, "before " + GetParam().text);
+  EXPECT_EQ(text.view(), "before " + GetParam().text);
 }
 
 TEST_P(Base64PairTest, IsDecoded) { EXPECT_EQ(decodeBase64(GetParam().text), GetParam().bytes); }
@@ -57,11 +58,11 @@ TEST(Base64Test, ComesBackAcrossThePiecesOfALargeText) {
   for (std::size_t index = 0; index < bytes.size(); ++index) {
     bytes[index] = static_cast<char>(index * 31 >> 3);
   }
-  std::string text;
+  TextBuffer text;
 
   appendBase64(text, bytes);
 
-  EXPECT_TRUE(decodeBase64(text) == bytes);
+  EXPECT_TRUE(decodeBase64(text.view()) == bytes);
 }
 
 }  // namespace

@@ -11,21 +11,21 @@ namespace chainhost {
 namespace {
 
 std::string jsonText(std::string_view text) {
-  std::string out;
+  TextBuffer out;
   appendJsonText(out, text);
-  return out;
+  return std::string(out.view());
 }
 
 std::string jsonNumber(double value) {
-  std::string out;
+  TextBuffer out;
   appendJsonNumber(out, value);
-  return out;
+  return std::string(out.view());
 }
 
 std::string jsonBytes(std::string_view bytes) {
-  std::string out;
+  TextBuffer out;
   appendJsonBytes(out, bytes);
-  return out;
+  return std::string(out.view());
 }
 
 TEST(JsonTextTest, EscapesWhatJsonForbidsInTexts) {
@@ -36,6 +36,66 @@ TEST(JsonTextTest, EscapesWhatJsonForbidsInTexts) {
 TEST(JsonTextTest, LeavesEverythingElseAsItIs) {
   EXPECT_EQ(jsonText(""), "\"\"");
   EXPECT_EQ(jsonText("/ \x7F \xC3\xA9 \xF0\x9F\x98\x80"), "\"/ \x7F \xC3\xA9 \xF0\x9F\x98\x80\"");
+}
+
+// What stands at one place of a text that is otherwise plain, and what it becomes. The places are
+// those of the blocks that are looked at together, and of what is left behind these.
+struct Placed {
+  const char* name;
+  std::string bytes;
+  std::string written;
+};
+
+class JsonTextPlaceTest : public testing::TestWithParam<Placed> {
+ protected:
+  static constexpr std::size_t kPlaces = 40;
+};
+
+TEST_P(JsonTextPlaceTest, IsFoundWhereverItStands) {
+  for (std::size_t place = 0; place <= kPlaces; ++place) {
+    const std::string before(place, 'a');
+    const std::string after(kPlaces - place, 'z');
+    const std::string written = '"' + before + GetParam().written + after + '"';
+    EXPECT_EQ(jsonText(before + GetParam().bytes + after), written);
+  }
+}
+
+TEST_P(JsonTextPlaceTest, IsFoundAgainBehindAnEscape) {
+  for (std::size_t place = 0; place <= kPlaces; ++place) {
+    const std::string between(place, 'a');
+    const std::string written = "\"\\\"" + between + GetParam().written + "\\n\"";
+    EXPECT_EQ(jsonText('"' + between + GetParam().bytes + '\n'), written);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bytes, JsonTextPlaceTest,
+    testing::Values(Placed{"Nul", std::string(1, '\0'), R"(\u0000)"},
+                    Placed{"LastControl", "\x1F", R"(\u001f)"}, Placed{"Blank", " ", " "},
+                    Placed{"BeforeQuote", "!", "!"}, Placed{"Quote", "\"", R"(\")"},
+                    Placed{"AfterQuote", "#", "#"}, Placed{"BeforeBackslash", "[", "["},
+                    Placed{"Backslash", "\\", R"(\\)"}, Placed{"AfterBackslash", "]", "]"},
+                    Placed{"Delete", "\x7F", "\x7F"}, Placed{"TwoBytes", "\xC3\xA9", "\xC3\xA9"},
+                    Placed{"FourBytes", "\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80"},
+                    Placed{"LoneHigh", "\x80", "\xEF\xBF\xBD"},
+                    Placed{"HighestByte", "\xFF", "\xEF\xBF\xBD"}),
+    [](const auto& param) { return param.param.name; });
+
+TEST(JsonTextTest, WritesTextsOfAnyLength) {
+  for (std::size_t length = 0; length <= 70; ++length) {
+    const std::string text(length, 'x');
+    EXPECT_EQ(jsonText(text), '"' + text + '"');
+  }
+}
+
+TEST(JsonTextTest, WritesLongTextsOfEachKind) {
+  const std::string plain(100'000, 'x');
+
+  EXPECT_TRUE(jsonBytes(plain) == '"' + plain + '"');
+  EXPECT_TRUE(jsonBytes(plain + '\n') == '"' + plain + "\\n\"");
+  EXPECT_TRUE(jsonBytes(plain + "\xC3\xA9") == '"' + plain + "\xC3\xA9\"");
+  EXPECT_TRUE(jsonText(plain + '\xFF') == '"' + plain + "\xEF\xBF\xBD\"");
+  EXPECT_TRUE(jsonBytes(plain + '\xFF').starts_with("{\"$base64\": \"eHh4"));
 }
 
 struct Malformed {
@@ -67,13 +127,13 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& param) { return param.param.name; });
 
 TEST(JsonTextTest, WritesIntegersWhole) {
-  std::string out;
+  TextBuffer out;
 
   appendJsonInteger(out, std::numeric_limits<std::int64_t>::min());
   out += ' ';
   appendJsonInteger(out, std::numeric_limits<std::int64_t>::max());
 
-  EXPECT_EQ(out, "-9223372036854775808 9223372036854775807");
+  EXPECT_EQ(out.view(), "-9223372036854775808 9223372036854775807");
 }
 
 TEST(JsonTextTest, WritesDoublesShortestAndNeverAsIntegers) {

@@ -299,11 +299,11 @@ TEST(MessageLineTest, WritesBackWhatItRead) {
       R"({"$base64": "AP8="}, {"k": []}]}})";
   Batch batch;
   parseLine(line, batch);
-  std::string out;
+  TextBuffer out;
 
   appendResponseLine(out, *batch.begin());
 
-  EXPECT_EQ(out, line + "\n");
+  EXPECT_EQ(out.view(), line + "\n");
 }
 
 }  // namespace

@@ -77,6 +77,48 @@ TEST_F(OutputWriterTest, WritesALineWithoutWaitingForAnother) {
   writer.finish();
 }
 
+TEST_F(OutputWriterTest, WritesEachOfManyLinesBeforeTheNextOneComes) {
+  OutputWriter writer(output_.get(), &failTest);
+
+  for (int index = 0; index < 2000; ++index) {
+    writer.append(lineOf('a'));
+    ASSERT_EQ(read(100), lineOf('a')) << index;
+  }
+  writer.finish();
+}
+
+// A pipe of packets gives its reader each write by itself.
+TEST_F(OutputWriterTest, WritesTogetherWhatHasGathered) {
+  ASSERT_EQ(::fcntl(output_.get(), F_SETFL, O_DIRECT), 0);
+  const std::size_t filled = fillPipe();
+  OutputWriter writer(output_.get(), &failTest);
+  std::string lines;
+  for (const char letter : {'a', 'b', 'c', 'd', 'e', 'f'}) {
+    writer.append(lineOf(letter));
+    lines += lineOf(letter);
+  }
+
+  std::size_t drained = 0;
+  std::array<char, 4096> packet{};
+  while (drained < filled) {
+    const ssize_t got = ::read(reader_.get(), packet.data(), packet.size());
+    ASSERT_GT(got, 0);
+    drained += static_cast<std::size_t>(got);
+  }
+
+  std::string text;
+  int writes = 0;
+  for (; text.size() < lines.size(); ++writes) {
+    const ssize_t got = ::read(reader_.get(), packet.data(), packet.size());
+    ASSERT_GT(got, 0);
+    text.append(packet.data(), static_cast<std::size_t>(got));
+    EXPECT_EQ(text.back(), '\n');
+  }
+  EXPECT_EQ(text, lines);
+  EXPECT_LE(writes, 2);  // the first one may have been in the writer's hand already
+  writer.finish();
+}
+
 TEST_F(OutputWriterTest, WritesEverythingBeforeItFinishes) {
   OutputWriter writer(output_.get(), &failTest);
   for (int index = 0; index < 1000; ++index) {

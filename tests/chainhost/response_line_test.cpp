@@ -13,10 +13,10 @@ namespace {
 
 std::string lineOf(Value payload, Map metadata = {}) {
   kel_message message{payload.release(), metadata.release()};
-  std::string out;
+  TextBuffer out;
   appendResponseLine(out, message);
   releaseMessage(message);
-  return out;
+  return std::string(out.view());
 }
 
 // The line of a message whose metadata is {"v": value}.
@@ -123,20 +123,21 @@ TEST(ResponseLineTest, SeparatesEntriesAndSkipsFreeSlots) {
 }
 
 TEST(ResponseLineTest, AppendsToWhatIsThere) {
-  std::string out = "before\n";
+  TextBuffer out;
+  out += "before\n";
   const kel_message message{};
 
   appendResponseLine(out, message);
 
-  EXPECT_EQ(out, "before\n{\"payload\": null, \"metadata\": {}}\n");
+  EXPECT_EQ(out.view(), "before\n{\"payload\": null, \"metadata\": {}}\n");
 }
 
 TEST(ResponseLineTest, WritesErrorLines) {
-  std::string out;
+  TextBuffer out;
 
   appendErrorLine(out, "bad \"x\"", 12);
 
-  EXPECT_EQ(out, "{\"error\": \"bad \\\"x\\\"\", \"line\": 12}\n");
+  EXPECT_EQ(out.view(), "{\"error\": \"bad \\\"x\\\"\", \"line\": 12}\n");
 }
 
 }  // namespace

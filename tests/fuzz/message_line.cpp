@@ -204,8 +204,9 @@ void compareMessage(const kel_message& message, const Json& json) {
 
 // One line that another reader takes, and that is the same message again.
 void checkOutput(const kel_message& message, bool isDeep) {
-  std::string line;
-  chainhost::appendResponseLine(line, message);
+  chainhost::TextBuffer out;
+  chainhost::appendResponseLine(out, message);
+  std::string line(out.view());
   fuzz::require(line.ends_with('\n') && line.find('\n') == line.size() - 1, "not one line");
   line.pop_back();
   const auto json = fuzz::readJson(line);
@@ -216,8 +217,9 @@ void checkOutput(const kel_message& message, bool isDeep) {
 }
 
 void checkErrorLine(const char* text) {
-  std::string line;
-  chainhost::appendErrorLine(line, text, 7);
+  chainhost::TextBuffer out;
+  chainhost::appendErrorLine(out, text, 7);
+  std::string line(out.view());
   fuzz::require(line.ends_with('\n') && line.find('\n') == line.size() - 1, "not one error line");
   line.pop_back();
   const auto json = fuzz::readJson(line);

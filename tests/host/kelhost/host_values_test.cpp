@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 #include <set>
 #include <string>
@@ -113,6 +114,36 @@ TEST(HostValuesTest, AllocatesZeroedBuffers) {
   EXPECT_EQ(buffer.view(), std::string(1000, '\0'));
   EXPECT_NE(empty.raw(), nullptr);
   EXPECT_EQ(empty.size(), 0u);
+}
+
+// Small blocks and large ones come from different places; 1,008 bytes are the last small buffer.
+TEST(HostValuesTest, ZeroesMemoryThatHasBeenInUse) {
+  for (const std::size_t length : {1U, 336U, 1000U, 1008U, 1009U, 5000U}) {
+    buffer_block* const used = kel_allocate_buffer(length);
+    std::memset(used + 1, 0xFF, length);
+    kel_free_buffer(used);
+
+    buffer_block* const again = kel_allocate_buffer(length);
+
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(again + 1), length),
+              std::string(length, '\0'));
+    kel_free_buffer(again);
+  }
+}
+
+TEST(HostValuesTest, ZeroesAMapWhoseMemoryHasBeenInUse) {
+  constexpr std::uint64_t kSlots = 8;
+  constexpr std::size_t kBytes = sizeof(map_block) + kSlots * sizeof(kel_map_slot);
+  buffer_block* const used = kel_allocate_buffer(kBytes - sizeof(buffer_block));
+  std::memset(used, 0xFF, kBytes);
+  kel_free_buffer(used);
+
+  map_block* const map = kel_allocate_map(kSlots);
+
+  std::string expected(kBytes, '\0');
+  std::memcpy(&expected[offsetof(map_block, capacity)], &kSlots, sizeof kSlots);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(map), kBytes), expected);
+  kel_free_map(map);
 }
 
 TEST(HostValuesTest, HashesTextsWellAwayFromTheMarksOfSlots) {
