@@ -6,12 +6,13 @@
 //            is a whole one. In a short one no certificate is shown: the one of before has been
 //            verified then, and has to be in its time still.
 // Threads:   any worker.
-// Ownership: owns the session; borrows the context. Connections of it are over before this ends.
+// Ownership: borrows the context. Connections of it are over before this ends.
+// Errors:    std::bad_alloc, from offerTo.
 #pragma once
 
 #include <openssl/ssl.h>
 
-#include <memory>
+#include <string>
 
 #include "runtime/mutex.h"
 
@@ -31,16 +32,12 @@ class TlsSessions {
   void forget() noexcept;
 
  private:
-  struct Free {
-    void operator()(SSL_SESSION* session) const { SSL_SESSION_free(session); }
-  };
-  using Session = std::unique_ptr<SSL_SESSION, Free>;
-
   static int keep(SSL* connection, SSL_SESSION* session);
-  void replaceBy(Session session) noexcept;
+  void replaceBy(std::string bytes) noexcept;
 
   orvex::Mutex mutex_{"TlsSessionsMutex"};
-  Session latest_;
+  // Encoded (SSL_SESSION's ASN.1): the library's own object is not for two threads.
+  std::string latest_;
 };
 
 }  // namespace com::corvane::connectivity::plugins
