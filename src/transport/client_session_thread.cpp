@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "metrics/busy_record.h"
+#include "model/prefetch.h"
 
 namespace com::corvane::connectivity::plugins {
 
@@ -19,6 +20,7 @@ int HTTPClient::ClientSessionThread::run() {
   try {
     while (true) {
       Message request = transport_.nextRequest(client_, rest_);
+      connectivity10_15_0::prefetch(request);
       if (awaitMemory()) {
         process(request);
       } else {
